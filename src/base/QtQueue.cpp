@@ -1,0 +1,157 @@
+#include "base/QtQueue.h"
+
+#include <QSocketNotifier>
+#include <QTimer>
+#include <cerrno>
+#include <condition_variable>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace harrowmint {
+
+namespace {
+
+/// Linux keeps at most 15 bytes of a thread's name; the last part of a reverse-DNS label is the telling one.
+QString threadName(const QString& label)
+{
+    return label.section(QLatin1Char('.'), -1);
+}
+
+void makeNonBlocking(int descriptor)
+{
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+}
+
+class QtTimerHandle final : public Timer::Handle {
+public:
+    QtTimerHandle(SerialQueue::Duration delay, SerialQueue::Task task)
+    {
+        // Rounded up: a timer may be late, never early.
+        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(delay);
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setSingleShot(true);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [task = std::move(task)] {
+            // The task may destroy this handle and, with it, the functor that is running.
+            const SerialQueue::Task running = task;
+            running();
+        });
+        m_timer.start(std::max(milliseconds, std::chrono::milliseconds::zero()));
+    }
+
+private:
+    QTimer m_timer;
+};
+
+} // namespace
+
+QtQueue::QtQueue()
+    : m_thread(QThread::currentThread())
+{
+    int ends[2] = {-1, -1};
+    if (::pipe(ends) != 0)
+        throw std::system_error(errno, std::generic_category());
+    m_readEnd = ends[0];
+    m_writeEnd = ends[1];
+    makeNonBlocking(m_readEnd);
+    makeNonBlocking(m_writeEnd);
+    m_notifier = std::make_unique<QSocketNotifier>(m_readEnd, QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { runWaitingTasks(); });
+}
+
+QtQueue::~QtQueue()
+{
+    m_notifier.reset();
+    ::close(m_readEnd);
+    ::close(m_writeEnd);
+}
+
+void QtQueue::async(Task task)
+{
+    const std::lock_guard guard(m_lock);
+    m_waiting.push_back(std::move(task));
+    // One byte says "not empty"; the reader empties the list before it looks again.
+    if (m_waiting.size() == 1 && ::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
+        throw std::system_error(errno, std::generic_category());
+}
+
+void QtQueue::runWaitingTasks()
+{
+    char bytes[16];
+    while (::read(m_readEnd, bytes, sizeof bytes) > 0) { }
+    std::deque<Task> tasks;
+    {
+        const std::lock_guard guard(m_lock);
+        tasks.swap(m_waiting);
+    }
+    while (!tasks.empty()) {
+        const Task task = std::move(tasks.front());
+        tasks.pop_front();
+        task();
+    }
+}
+
+Timer QtQueue::after(Duration delay, Task task)
+{
+    Q_ASSERT(isCurrent());
+    return Timer(std::make_unique<QtTimerHandle>(delay, std::move(task)));
+}
+
+std::chrono::steady_clock::time_point QtQueue::now() const
+{
+    return std::chrono::steady_clock::now();
+}
+
+std::chrono::system_clock::time_point QtQueue::date() const
+{
+    return std::chrono::system_clock::now();
+}
+
+bool QtQueue::isCurrent() const
+{
+    return QThread::currentThread() == m_thread;
+}
+
+/// Runs an event loop with one QtQueue, which it publishes once it exists.
+class WorkerQueue::Thread final : public QThread {
+public:
+    QtQueue* waitForQueue()
+    {
+        std::unique_lock guard(m_lock);
+        m_ready.wait(guard, [this] { return m_queue != nullptr; });
+        return m_queue;
+    }
+
+private:
+    void run() override
+    {
+        QtQueue queue;
+        {
+            const std::lock_guard guard(m_lock);
+            m_queue = &queue;
+            m_ready.notify_all();
+        }
+        exec();
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_ready;
+    QtQueue* m_queue = nullptr;
+};
+
+WorkerQueue::WorkerQueue(const QString& label)
+    : m_thread(std::make_unique<Thread>())
+{
+    m_thread->setObjectName(threadName(label));
+    m_thread->start();
+    m_queue = m_thread->waitForQueue();
+}
+
+WorkerQueue::~WorkerQueue()
+{
+    m_thread->quit();
+    m_thread->wait();
+}
+
+} // namespace harrowmint

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "base/SerialQueue.h"
+
+#include <QObject>
+#include <QString>
+#include <QThread>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+class QSocketNotifier;
+
+namespace harrowmint {
+
+/// A SerialQueue on a thread that runs a Qt event loop: the thread that creates it is its home, and must destroy it.
+/// Tasks are handed over through a locked list and a pipe that the event loop watches.
+class QtQueue final : public SerialQueue {
+public:
+    /// On the home thread, with its event dispatcher in place. Throws std::system_error when no pipe can be made.
+    QtQueue();
+    ~QtQueue() override;
+
+    void async(Task task) override;
+    [[nodiscard]] Timer after(Duration delay, Task task) override;
+    [[nodiscard]] std::chrono::steady_clock::time_point now() const override;
+    [[nodiscard]] std::chrono::system_clock::time_point date() const override;
+    [[nodiscard]] bool isCurrent() const override;
+
+private:
+    void runWaitingTasks();
+
+    QThread* m_thread;
+    std::mutex m_lock;
+    std::deque<Task> m_waiting;
+    int m_readEnd = -1;
+    int m_writeEnd = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+/// A thread of its own with a QtQueue on it; the thread's name is the queue's label, shortened where the system must.
+/// Created and destroyed on another thread than its own; destruction waits for the running task and drops the others.
+class WorkerQueue final : public SerialQueue {
+public:
+    explicit WorkerQueue(const QString& label);
+    ~WorkerQueue() override;
+
+    void async(Task task) override { m_queue->async(std::move(task)); }
+    [[nodiscard]] Timer after(Duration delay, Task task) override { return m_queue->after(delay, std::move(task)); }
+    [[nodiscard]] std::chrono::steady_clock::time_point now() const override { return m_queue->now(); }
+    [[nodiscard]] std::chrono::system_clock::time_point date() const override { return m_queue->date(); }
+    [[nodiscard]] bool isCurrent() const override { return m_queue->isCurrent(); }
+
+private:
+    class Thread;
+    std::unique_ptr<Thread> m_thread;
+    QtQueue* m_queue = nullptr;
+};
+
+} // namespace harrowmint

@@ -1,0 +1,127 @@
+#include "base/Text.h"
+
+#include <QChar>
+#include <QTextBoundaryFinder>
+#include <algorithm>
+
+namespace harrowmint {
+
+namespace {
+
+/// Takes the first scalar off `text`, which is not empty; an unpaired surrogate is taken as it is.
+char32_t takeScalar(QStringView& text)
+{
+    const bool isPair = text.size() > 1 && text[0].isHighSurrogate() && text[1].isLowSurrogate();
+    const char32_t scalar = isPair ? QChar::surrogateToUcs4(text[0], text[1]) : text[0].unicode();
+    text = text.sliced(isPair ? 2 : 1);
+    return scalar;
+}
+
+template <class Keep>
+QString rebuilt(QStringView text, Keep&& keep)
+{
+    QString result;
+    result.reserve(text.size());
+    while (!text.isEmpty())
+        keep(takeScalar(text), result);
+    return trimmed(result);
+}
+
+void append(QString& text, char32_t scalar)
+{
+    text.append(QChar::fromUcs4(scalar));
+}
+
+/// Texts of this range alone need no per-scalar treatment: no controls, no surrogates.
+bool isPlain(QStringView text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() >= 0x20 && c.unicode() < 0x7f; });
+}
+
+} // namespace
+
+bool isControl(char32_t scalar)
+{
+    const auto category = QChar::category(scalar);
+    return category == QChar::Other_Control || category == QChar::Other_Format;
+}
+
+bool isNewline(char32_t scalar)
+{
+    return (scalar >= 0x0a && scalar <= 0x0d) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
+}
+
+bool isWhitespaceOrNewline(char32_t scalar)
+{
+    return scalar == U'\t' || isNewline(scalar) || QChar::category(scalar) == QChar::Separator_Space;
+}
+
+qsizetype scalarCount(QStringView text)
+{
+    qsizetype count = 0;
+    for (; !text.isEmpty(); ++count)
+        takeScalar(text);
+    return count;
+}
+
+bool hasMoreCharactersThan(QStringView text, qsizetype limit)
+{
+    if (text.size() <= limit)
+        return false;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    for (qsizetype characters = 0; finder.toNextBoundary() != -1;) {
+        if (++characters > limit)
+            return true;
+    }
+    return false;
+}
+
+QString trimmed(QStringView text)
+{
+    // No white space or newline lies outside the basic plane, so code units serve.
+    const auto isBlank = [](QChar c) { return isWhitespaceOrNewline(c.unicode()); };
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+    return text.toString();
+}
+
+QString withoutControls(QStringView text)
+{
+    if (isPlain(text))
+        return trimmed(text);
+    return rebuilt(text, [](char32_t scalar, QString& result) {
+        if (!isControl(scalar))
+            append(result, scalar);
+    });
+}
+
+QString withControlsAsSpaces(QStringView text)
+{
+    if (isPlain(text))
+        return trimmed(text);
+    return rebuilt(text, [](char32_t scalar, QString& result) {
+        if (!isControl(scalar))
+            append(result, scalar);
+        else if (isWhitespaceOrNewline(scalar))
+            result.append(QLatin1Char(' '));
+    });
+}
+
+bool isUuid(QStringView text)
+{
+    constexpr qsizetype length = 36;
+    if (text.size() != length)
+        return false;
+    for (qsizetype i = 0; i < length; ++i) {
+        const char16_t c = text[i].unicode();
+        const bool isHyphenPlace = i == 8 || i == 13 || i == 18 || i == 23;
+        const bool isHex = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+        if (isHyphenPlace ? c != u'-' : !isHex)
+            return false;
+    }
+    return true;
+}
+
+} // namespace harrowmint

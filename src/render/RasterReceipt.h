@@ -1,0 +1,36 @@
+#pragma once
+
+#include "documents/Receipt.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <memory>
+
+namespace harrowmint {
+
+/// A rendered receipt: the ESC/POS stream that transports send unchanged, and its picture on demand. An immutable
+/// value. All lengths are printer dots. Rendering happens on one thread, the main one in the agent.
+class RasterReceipt {
+public:
+    class Layout;
+
+    /// Draws `receipt` for paper of `paperWidth` millimetres (58: 384 dots; for line receipts any other: 576 dots;
+    /// a receipt document takes 58 or 80 only). Throws PrinterError; nothing is kept on failure.
+    [[nodiscard]] static RasterReceipt render(const Receipt& receipt, int paperWidth);
+
+    /// The complete ESC/POS stream, made band by band.
+    [[nodiscard]] const QByteArray& bytes() const { return m_bytes; }
+    /// The drawn receipt in RGBA, 8 bits a sample, drawn when asked for; thresholded it gives exactly `bytes`' dots.
+    [[nodiscard]] QImage bitmap() const;
+
+private:
+    RasterReceipt(std::shared_ptr<const Layout> layout, QByteArray bytes);
+
+    std::shared_ptr<const Layout> m_layout;
+    QByteArray m_bytes;
+};
+
+/// Loads the fonts and fills the caches of the calling thread, so that its first receipt takes no longer than others.
+void warmFonts();
+
+} // namespace harrowmint
