@@ -20,14 +20,20 @@ int VirtualClock::runDue()
 {
     int count = 0;
     while (!m_events.empty() && m_events.begin()->first.first <= m_elapsed) {
-        const Event event = std::move(m_events.begin()->second);
-        m_events.erase(m_events.begin());
-        const void* outer = std::exchange(m_running, event.queue);
-        event.task();
-        m_running = outer;
+        runOne();
         ++count;
     }
     return count;
+}
+
+void VirtualClock::runOne()
+{
+    m_elapsed = std::max(m_elapsed, m_events.begin()->first.first);
+    const Event event = std::move(m_events.begin()->second);
+    m_events.erase(m_events.begin());
+    const void* outer = std::exchange(m_running, event.queue);
+    event.task();
+    m_running = outer;
 }
 
 void VirtualClock::advance(Duration duration)
@@ -38,7 +44,17 @@ void VirtualClock::advance(Duration duration)
         m_elapsed = std::max(m_elapsed, m_events.begin()->first.first);
         runDue();
     }
-    m_elapsed = end;
+    m_elapsed = std::max(m_elapsed, end);
+}
+
+bool VirtualClock::runUntil(const std::function<bool()>& done, Duration limit)
+{
+    const Duration end = m_elapsed + limit;
+    while (!done() && !m_events.empty() && m_events.begin()->first.first <= end)
+        runOne();
+    if (!done())
+        m_elapsed = std::max(m_elapsed, end);
+    return done();
 }
 
 bool VirtualClock::runNext()

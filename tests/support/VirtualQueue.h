@@ -3,6 +3,7 @@
 #include "base/SerialQueue.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -21,6 +22,8 @@ public:
     void advance(Duration duration);
     /// Jumps to the next pending event and runs what is due then; false when nothing is pending.
     bool runNext();
+    /// Moves time forward until `done` holds, by `limit` at most; returns whether it holds. May be called by a task.
+    bool runUntil(const std::function<bool()>& done, Duration limit);
     /// Time since the clock's beginning.
     [[nodiscard]] Duration elapsed() const { return m_elapsed; }
     /// The number of tasks and timers that have not run.
@@ -42,6 +45,7 @@ private:
     Key add(Duration delay, const void* queue, SerialQueue::Task task);
     void remove(const Key& key) { m_events.erase(key); }
     void dropAllOf(const void* queue);
+    void runOne();
 
     struct Event {
         const void* queue;
