@@ -64,9 +64,10 @@ public:
     LECentralEvents& operator=(const LECentralEvents&) = delete;
     virtual ~LECentralEvents() = default;
 
-    /// `LECentral::state` has changed; it has the new value already. Follows construction at least once. Leaving
-    /// `poweredOn` ends every scan and every link; a `disconnected` for those links may follow or not.
-    virtual void stateChanged() = 0;
+    /// The state is `state` now, one call for every change; `LECentral::state` changes at this moment. A central that
+    /// begins with `unknown` reports what it has found out before long. Leaving `poweredOn` ends every scan and every
+    /// link; a `disconnected` for those links may follow or not.
+    virtual void stateChanged(LECentralState state) = 0;
     /// A peripheral was seen by the running scan. `advertisedName` is the local name of its advertisement, empty when
     /// that carries none; `peripheral.name` is the system's name of it. Once for each peripheral and scan, a second
     /// time when the name becomes known later. Peripherals that the system knew before are reported as well, but only
@@ -77,7 +78,8 @@ public:
     /// The connection asked for with `connect` did not come about. Ends that request.
     virtual void failedToConnect(const QUuid& peripheral) = 0;
     /// A connection has ended, or a `connect` was cancelled: by the peripheral, by the radio or by `cancelConnection`.
-    /// Reported once the system can take a new `connect` for it. No other event of the ended connection comes later.
+    /// Reported once the system can take a new `connect` for it. No other event of the ended connection comes later; a
+    /// `connect` that is called while the report is still due takes its place.
     /// While the reason is still in doubt the central first waits a little (100 to 200 ms): when Bluetooth as a whole
     /// went off, `stateChanged` comes first and alone decides.
     virtual void disconnected(const QUuid& peripheral) = 0;

@@ -27,7 +27,8 @@ enum class SerialOpenResult {
 ///
 /// Every function is called on the owner's queue, from the queue's own loop: never within a call of a SerialLink
 /// function and never after the link's destructor has begun. Each concerns the link's one device and one channel; what
-/// the system reports of others is dropped by the link. The receiver may destroy the link within an event.
+/// the system reports of others is dropped by the link. The receiver may call any function of the link, but must not
+/// destroy it within an event.
 /// A receiver tolerates repeated, late and unexpected events; a link nevertheless keeps the promises below.
 class SerialLinkEvents {
 public:
