@@ -93,8 +93,6 @@ void LEPrinterLink::discovered(const LEPeripheral& peripheral, const QString& ad
 
 void LEPrinterLink::start(LEJob job)
 {
-    if (job.completion.answered())
-        return;
     if (m_phase != Phase::idle) {
         job.completion(PrinterError(m_kind.sentences.busy.toString()));
         return;

@@ -41,8 +41,7 @@ public:
     /// the saved printer's address. Ignored while a job runs, and replaced by a later discovery: `completion` is then
     /// dropped without being called.
     void discover(const std::optional<QString>& selected, DiscoveryCompletion completion);
-    /// Runs `job`, or answers at once that another one is running. Ends a running discovery. Does nothing when the job
-    /// has been answered already.
+    /// Runs `job`, or answers at once that another one is running. Ends a running discovery.
     void start(LEJob job);
     /// Ends the job with this number, because its caller has given up; does nothing when it is not running.
     void timeOut(std::uint64_t number);

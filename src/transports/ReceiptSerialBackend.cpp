@@ -51,8 +51,6 @@ public:
 
     void start(std::uint64_t number, const QByteArray& data, const QString& port, const TransferCompletion& completion)
     {
-        if (completion.answered())
-            return;
         // The session outlives the event that ends it.
         const TransferCompletion callback([this, number, completion](TransferOutcome outcome) {
             m_queue.async([weak = weak_from_this(), number] {

@@ -1,0 +1,165 @@
+// Time limits, events out of turn, and the blocking call, for receipts and labels alike.
+#include "LEExpectations.h"
+
+using namespace harrowmint;
+using namespace harrowmint::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+class LELimit : public BothKinds { };
+
+INSTANTIATE_TEST_SUITE_P(
+    Both, LELimit, testing::Values(Kind::receipts, Kind::labels), [](const auto& each) { return nameOf(each.param); });
+
+// Time limits
+
+class LEStalls : public testing::TestWithParam<std::tuple<Kind, LERequest>> { };
+
+INSTANTIATE_TEST_SUITE_P(EveryStep, LEStalls,
+    testing::Combine(testing::Values(Kind::receipts, Kind::labels),
+        testing::Values(LERequest::report, LERequest::connect, LERequest::services, LERequest::characteristic,
+            LERequest::open, LERequest::write)),
+    [](const auto& each) { return nameOf(std::get<0>(each.param)) + "At" + nameOf(std::get<1>(each.param)); });
+
+TEST_P(LEStalls, EndAtTheWatchdogAndTheNextJobPrints)
+{
+    const auto [kind, stalled] = GetParam();
+    const Expected expected = expectedOf(kind);
+    LERig rig(kind);
+    rig.world.offerOnly(LEWriteType::withResponse);
+    if (stalled == LERequest::report)
+        rig.world.firstState = LECentralState::resetting;
+    rig.world.answer = [stalled](LERequest request) { return request == stalled ? FakeAnswer{{}} : FakeAnswer{}; };
+    const auto ended = rig.start();
+    rig.clock->advance(expected.watchdog - 1ms);
+    EXPECT_FALSE(ended->has_value());
+    rig.clock->advance(1ms);
+    ASSERT_TRUE(ended->has_value());
+    EXPECT_EQ((*ended)->message,
+        expected.capital() + QStringLiteral(" printer did not finish in time.")
+            + (stalled == LERequest::write ? paperWarning : expected.nothingSent));
+
+    rig.world.answer = [](LERequest) { return FakeAnswer{}; };
+    rig.world.setState(LECentralState::poweredOn);
+    rig.world.printer().writes.clear();
+    EXPECT_EQ(rig.run().message, QString());
+    EXPECT_EQ(rig.world.printer().received(), rig.stream());
+}
+
+TEST_P(LELimit, EndsAtTheWatchdogWhenThePrinterIsNeverReady)
+{
+    rig.world.offerOnly(LEWriteType::withoutResponse);
+    rig.world.written = [this](FakePeripheral&) { rig.world.setCongested(true); };
+    const Ended ended = rig.run();
+    EXPECT_EQ(ended.message, expected.capital() + QStringLiteral(" printer did not finish in time.") + paperWarning);
+    EXPECT_EQ(ended.time, expected.watchdog);
+}
+
+TEST_P(LELimit, LeavesNoTimerBehindAJob)
+{
+    rig.run();
+    EXPECT_EQ(rig.clock->pending(), 0U);
+}
+
+// Events that come late, twice or out of turn
+
+using Injection = std::pair<const char*, void (*)(LECentralEvents&)>;
+
+const Injection injections[] = {
+    {"PoweredOn", [](LECentralEvents& to) { to.stateChanged(LECentralState::poweredOn); }},
+    {"Discovered",
+        [](LECentralEvents& to) {
+            to.discovered({FakeLE::identifier(), {}}, {});
+        }},
+    {"Connected", [](LECentralEvents& to) { to.connected(FakeLE::identifier()); }},
+    {"NoServices", [](LECentralEvents& to) { to.servicesDiscovered(FakeLE::identifier(), true, {}); }},
+    {"NoCharacteristics",
+        [](LECentralEvents& to) { to.characteristicsDiscovered(FakeLE::identifier(), 0x18F0, true, {}); }},
+    {"ChannelOpened",
+        [](LECentralEvents& to) {
+            to.channelOpened(FakeLE::identifier(), {0x18F0, 0x2AF1});
+        }},
+    {"FailedToConnect", [](LECentralEvents& to) { to.failedToConnect(FakeLE::identifier()); }},
+    {"OtherDisconnected", [](LECentralEvents& to) { to.disconnected(FakeLE::identifier(7)); }},
+    {"OtherFailedToConnect", [](LECentralEvents& to) { to.failedToConnect(FakeLE::identifier(7)); }},
+    {"OtherReady", [](LECentralEvents& to) { to.readyToWrite(FakeLE::identifier(7)); }},
+};
+
+class LEIgnores : public testing::TestWithParam<std::tuple<Kind, Injection>> { };
+
+INSTANTIATE_TEST_SUITE_P(Events, LEIgnores,
+    testing::Combine(testing::Values(Kind::receipts, Kind::labels), testing::ValuesIn(injections)),
+    [](const auto& each) { return nameOf(std::get<0>(each.param)) + std::get<1>(each.param).first; });
+
+TEST_P(LEIgnores, WhileItSendsAndSettlesAndWhenItIsIdle)
+{
+    const auto& [kind, injection] = GetParam();
+    LERig rig(kind);
+    for (int i = 0; i < 2; ++i) {
+        const auto ended = rig.start();
+        rig.clock->advance(1ms);
+        while (!ended->has_value()) {
+            injection.second(rig.world.events());
+            rig.clock->advance(7ms);
+        }
+        EXPECT_EQ((*ended)->message, QString());
+        injection.second(rig.world.events());
+        rig.clock->advance(1s);
+    }
+    EXPECT_EQ(rig.world.printer().received(), rig.stream() + rig.stream());
+    EXPECT_EQ(rig.world.log.count(QStringLiteral("connect")), 1);
+}
+
+// Life and death
+
+TEST_P(LELimit, WakesItsCallerWithoutAResultWhenItDiesDuringAJob)
+{
+    rig.world.written = [this](FakePeripheral&) { rig.destroy(); };
+    EXPECT_EQ(rig.print(portOf(1)), QStringLiteral("No ") + expected.noun + QStringLiteral(" transfer result."));
+    EXPECT_FALSE(rig.world.hasCentral());
+}
+
+TEST_P(LELimit, BlocksItsCallerUntilTheJobHasEnded)
+{
+    EXPECT_EQ(rig.print(portOf(1)), QString());
+    EXPECT_EQ(rig.world.printer().received(), rig.stream());
+    EXPECT_GE(rig.clock->elapsed(), expected.settle);
+}
+
+TEST_P(LELimit, HandsTheFailureOfTheJobToItsCaller)
+{
+    rig.world.state = LECentralState::poweredOff;
+    EXPECT_EQ(rig.print(portOf(1)),
+        QStringLiteral("Turn on Bluetooth and your ") + expected.noun + QStringLiteral(" printer.")
+            + expected.nothingSent);
+}
+
+class LEPort : public testing::TestWithParam<std::tuple<Kind, QString>> { };
+
+INSTANTIATE_TEST_SUITE_P(Refused, LEPort,
+    testing::Combine(testing::Values(Kind::receipts, Kind::labels),
+        testing::Values(QString(), QStringLiteral("ble"), QStringLiteral("ble:"), QStringLiteral("spp:AABBCCDDEEFF"),
+            QStringLiteral("BLE:6F1A2B3C-0001-4000-8000-000000000001"),
+            QStringLiteral("ble:{6F1A2B3C-0001-4000-8000-000000000001}"),
+            QStringLiteral("ble:6F1A2B3C-0001-4000-8000-00000000000"),
+            QStringLiteral("ble:6F1A2B3C-0001-4000-8000-0000000000011"),
+            QStringLiteral("ble:6F1A2B3C000140008000000000000001"),
+            QStringLiteral("usb:6F1A2B3C-0001-4000-8000-000000000001"))));
+
+TEST_P(LEPort, ThatIsNoAddressIsRefusedAtOnce)
+{
+    const auto& [kind, port] = GetParam();
+    LERig rig(kind);
+    EXPECT_EQ(rig.print(port),
+        QStringLiteral("Choose your Bluetooth ") + expectedOf(kind).noun + QStringLiteral(" printer in the app."));
+    EXPECT_FALSE(rig.world.hasCentral());
+}
+
+TEST_P(LELimit, TakesAnAddressInLowerCase)
+{
+    const QString port = portOf(1);
+    EXPECT_EQ(rig.print(port.left(4) + port.mid(4).toLower()), QString());
+}
+
+} // namespace
