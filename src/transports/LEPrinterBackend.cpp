@@ -19,17 +19,22 @@ LEPrinterBackend::~LEPrinterBackend()
     m_queue.async([link = std::exchange(m_link, {})] {});
 }
 
-void LEPrinterBackend::submit(std::function<void(LEPrinterLink&)> task)
+LEPrinterBackend::Access LEPrinterBackend::access() const
 {
-    m_queue.async([weak = std::weak_ptr(m_link), task = std::move(task)] {
-        if (const auto link = weak.lock())
-            task(*link);
+    return {m_queue, m_link};
+}
+
+void LEPrinterBackend::Access::submit(std::function<void(LEPrinterLink&)> task) const
+{
+    queue.async([link = link, task = std::move(task)] {
+        if (const auto existing = link.lock())
+            task(*existing);
     });
 }
 
 void LEPrinterBackend::discover(const std::optional<QString>& selected, DiscoveryCompletion completion)
 {
-    submit(
+    access().submit(
         [selected, completion = std::move(completion)](LEPrinterLink& link) { link.discover(selected, completion); });
 }
 
@@ -37,8 +42,8 @@ std::uint64_t LEPrinterBackend::start(
     std::shared_ptr<ByteCursor> stream, const QUuid& target, TransferCompletion completion)
 {
     const std::uint64_t number = ++m_lastJob;
-    submit([job = LEJob{number, target, std::move(stream), std::move(completion)}](
-               LEPrinterLink& link) { link.start(job); });
+    access().submit([job = LEJob{number, target, std::move(stream), std::move(completion)}](
+                        LEPrinterLink& link) { link.start(job); });
     return number;
 }
 
@@ -46,16 +51,19 @@ void LEPrinterBackend::print(std::shared_ptr<ByteCursor> stream, const QUuid& ta
 {
     const auto transfer = std::make_shared<TransferResult>();
     const std::uint64_t number = start(std::move(stream), target, TransferResult::completion(transfer));
-    if (!m_waiter.wait(transfer->signal(), m_kind.callerLimit)) {
-        submit([number](LEPrinterLink& link) { link.timeOut(number); });
-        throw transferError(m_kind.sentences.responseTimedOut, partMayHavePrinted);
+    // From here on this object may die.
+    const LEPrinterKind& kind = m_kind;
+    const Access access = this->access();
+    if (!m_waiter.wait(transfer->signal(), kind.callerLimit)) {
+        access.submit([number](LEPrinterLink& link) { link.timeOut(number); });
+        throw transferError(kind.sentences.responseTimedOut, partMayHavePrinted);
     }
-    throwUnlessSucceeded(*transfer, m_kind.sentences.noResult.toString());
+    throwUnlessSucceeded(*transfer, kind.sentences.noResult.toString());
 }
 
 void LEPrinterBackend::disconnect()
 {
-    submit([](LEPrinterLink& link) { link.disconnect(); });
+    access().submit([](LEPrinterLink& link) { link.disconnect(); });
 }
 
 } // namespace harrowmint

@@ -7,7 +7,7 @@
 namespace harrowmint {
 
 /// What the owner of an LE printer transport holds: passes calls of any thread on to the LEPrinterLink on `queue`,
-/// which outlives it. Tasks under way hold the link weakly; a job that is running when this dies ends without a result.
+/// which outlives it. Tasks under way hold the link weakly; a job that runs when this dies ends without a result.
 class LEPrinterBackend {
 public:
     LEPrinterBackend(const LEPrinterKind& kind, SerialQueue& queue, LECentralFactory factory, Waiter& waiter);
@@ -25,8 +25,15 @@ public:
     void disconnect();
 
 private:
-    /// Runs `task` on the queue, if the link still exists then.
-    void submit(std::function<void(LEPrinterLink&)> task);
+    /// The way to the link, for as long as that exists.
+    struct Access {
+        SerialQueue& queue;
+        std::weak_ptr<LEPrinterLink> link;
+
+        /// Runs `task` on the queue, if the link still exists then.
+        void submit(std::function<void(LEPrinterLink&)> task) const;
+    };
+    [[nodiscard]] Access access() const;
 
     const LEPrinterKind& m_kind;
     SerialQueue& m_queue;

@@ -90,17 +90,18 @@ ReceiptSerialBackend::~ReceiptSerialBackend()
     m_queue.async([sessions = std::exchange(m_sessions, {})] {});
 }
 
-void ReceiptSerialBackend::submit(std::function<void(Sessions&)> task)
+void ReceiptSerialBackend::submit(
+    SerialQueue& queue, const std::weak_ptr<Sessions>& running, std::function<void(Sessions&)> task)
 {
-    m_queue.async([weak = std::weak_ptr(m_sessions), task = std::move(task)] {
-        if (const auto sessions = weak.lock())
+    queue.async([running, task = std::move(task)] {
+        if (const auto sessions = running.lock())
             task(*sessions);
     });
 }
 
 void ReceiptSerialBackend::discover(std::function<void(const std::vector<USBPrinter>&)> completion)
 {
-    submit([completion = std::move(completion)](Sessions& sessions) {
+    submit(m_queue, m_sessions, [completion = std::move(completion)](Sessions& sessions) {
         sessions.bluetooth().pairedDevices(
             [completion](const SerialBluetooth::Devices& devices) { completion(printersAmong(devices)); });
     });
@@ -120,8 +121,9 @@ std::uint64_t ReceiptSerialBackend::start(const QByteArray& data, const QString&
     if (!BluetoothPort::serialAddress(port) || data.isEmpty() || data.size() > escpos::maximumJobBytes)
         throw PrinterError(selectPrinter.toString());
     const std::uint64_t number = ++m_lastJob;
-    submit([number, data, port, completion = std::move(completion)](
-               Sessions& sessions) { sessions.start(number, data, port, completion); });
+    submit(m_queue, m_sessions, [number, data, port, completion = std::move(completion)](Sessions& sessions) {
+        sessions.start(number, data, port, completion);
+    });
     return number;
 }
 
@@ -129,8 +131,11 @@ void ReceiptSerialBackend::print(const QByteArray& data, const QString& port)
 {
     const auto transfer = std::make_shared<TransferResult>();
     const std::uint64_t number = start(data, port, TransferResult::completion(transfer));
+    // From here on this object may die.
+    SerialQueue& queue = m_queue;
+    const std::weak_ptr running(m_sessions);
     if (!m_waiter.wait(transfer->signal(), callerLimit)) {
-        submit([number](Sessions& sessions) { sessions.timeOut(number); });
+        submit(queue, running, [number](Sessions& sessions) { sessions.timeOut(number); });
         throw PrinterError(responseTimedOut.toString());
     }
     throwUnlessSucceeded(*transfer, noResult.toString());

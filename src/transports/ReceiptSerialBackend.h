@@ -38,8 +38,8 @@ public:
 
 private:
     class Sessions;
-    /// Runs `task` on the queue, if this object still exists then.
-    void submit(std::function<void(Sessions&)> task);
+    /// Runs `task` on the queue, if the sessions still exist then.
+    static void submit(SerialQueue& queue, const std::weak_ptr<Sessions>& running, std::function<void(Sessions&)> task);
 
     SerialQueue& m_queue;
     Waiter& m_waiter;
