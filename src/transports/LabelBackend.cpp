@@ -56,6 +56,11 @@ std::shared_ptr<ByteCursor> cursorOver(const LabelDocument& document)
 
 } // namespace
 
+const LEPrinterKind& LabelBackend::kind()
+{
+    return labels;
+}
+
 LabelBackend::LabelBackend(SerialQueue& queue, LECentralFactory factory, Waiter& waiter)
     : m_backend(labels, queue, std::move(factory), waiter)
 {

@@ -28,6 +28,9 @@ public:
     /// Lets the printer go, unless a job runs. Returns at once.
     void disconnect();
 
+    /// In what labels differ from other jobs over LE.
+    [[nodiscard]] static const LEPrinterKind& kind();
+
 private:
     LEPrinterBackend m_backend;
 };

@@ -59,6 +59,11 @@ std::shared_ptr<ByteCursor> cursorOver(const QByteArray& data)
 
 } // namespace
 
+const LEPrinterKind& ReceiptBLEBackend::kind()
+{
+    return receipts;
+}
+
 ReceiptBLEBackend::ReceiptBLEBackend(SerialQueue& queue, LECentralFactory factory, Waiter& waiter)
     : m_backend(receipts, queue, std::move(factory), waiter)
 {

@@ -1,5 +1,6 @@
 // Time limits, events out of turn, and the blocking call, for receipts and labels alike.
 #include "LEExpectations.h"
+#include "support/LateQueue.h"
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -133,6 +134,89 @@ TEST_P(LELimit, HandsTheFailureOfTheJobToItsCaller)
     EXPECT_EQ(rig.print(portOf(1)),
         QStringLiteral("Turn on Bluetooth and your ") + expected.noun + QStringLiteral(" printer.")
             + expected.nothingSent);
+}
+
+/// A receipt transport whose queue does not get to its tasks for a while.
+class LECallerLimit : public testing::Test {
+protected:
+    QString printOn(SerialQueue& queue)
+    {
+        ReceiptBLEBackend receipts(queue, world.factory(), waiter);
+        try {
+            receipts.print(jobBytes(500), portOf(1));
+            return {};
+        } catch (const PrinterError& error) {
+            returned = clock->elapsed();
+            // Let the queue get to everything while the transport still exists.
+            clock->advance(120s);
+            return error.message();
+        }
+    }
+
+    std::shared_ptr<VirtualClock> clock = std::make_shared<VirtualClock>();
+    VirtualQueue inner{clock};
+    VirtualWaiter waiter{*clock};
+    FakeLE world{inner};
+    SerialQueue::Duration returned{};
+};
+
+const QString receiptTimedOut =
+    QStringLiteral("Receipt response timed out. Check the paper before retrying; part may have printed.");
+
+TEST_F(LECallerLimit, IsOver52SecondsAfterTheCallAndNothingPrintsAfterwards)
+{
+    world.addPrinter(1);
+    {
+        LateQueue late(inner, 60s);
+        EXPECT_EQ(printOn(late), receiptTimedOut);
+        clock->advance(1s);
+    }
+    EXPECT_EQ(returned, 52s);
+    EXPECT_TRUE(world.printer(1).writes.empty());
+    EXPECT_EQ(world.printer(1).state, LEPeripheralState::disconnected);
+}
+
+TEST_F(LECallerLimit, ComesBeforeTheWatchdogOfAJobThatBeganLate)
+{
+    // The job begins after 10 s, so its own limit is only over after 60 s.
+    world.addPrinter(1);
+    world.answerLate(LERequest::connect, {});
+    {
+        LateQueue late(inner, 10s);
+        EXPECT_EQ(printOn(late), receiptTimedOut);
+        clock->advance(1s);
+    }
+    EXPECT_EQ(returned, 52s);
+}
+
+TEST_F(LECallerLimit, IsNotReachedBy50SecondsOfWatchdog)
+{
+    world.addPrinter(1);
+    world.answerLate(LERequest::connect, {});
+    {
+        LateQueue late(inner, 1s);
+        EXPECT_EQ(printOn(late), QStringLiteral("Receipt printer did not finish in time. No receipt data was sent."));
+        clock->advance(1s);
+    }
+    EXPECT_EQ(returned, 51s);
+}
+
+TEST(LELabelCallerLimit, IsOver32SecondsAfterTheCall)
+{
+    const auto clock = std::make_shared<VirtualClock>();
+    VirtualQueue inner(clock);
+    VirtualWaiter waiter(*clock);
+    FakeLE world(inner);
+    LateQueue late(inner, 60s);
+    LabelBackend labels(late, world.factory(), waiter);
+    try {
+        labels.print(label(8, 1), portOf(1));
+        FAIL() << "a label without a printer was printed";
+    } catch (const PrinterError& error) {
+        EXPECT_EQ(error.message(),
+            QStringLiteral("Label response timed out. Check the paper before retrying; part may have printed."));
+    }
+    EXPECT_EQ(clock->elapsed(), 32s);
 }
 
 class LEPort : public testing::TestWithParam<std::tuple<Kind, QString>> { };
