@@ -56,6 +56,7 @@ public:
     explicit FakeLE(VirtualQueue& queue);
 
     [[nodiscard]] LECentralFactory factory();
+    [[nodiscard]] bool congested() const { return m_congested; }
     [[nodiscard]] bool hasCentral() const { return m_events != nullptr; }
     /// Where events can be injected.
     [[nodiscard]] LECentralEvents& events() { return *m_events; }
@@ -75,6 +76,8 @@ public:
     /// Reports to the central's owner after `delay`, if the central still exists.
     void report(SerialQueue::Duration delay, std::function<void(LECentralEvents&)> event);
 
+    /// Drops every report that is due later.
+    void forgetReports() { m_pending.clear(); }
     /// Makes every printer offer one type of write only.
     void offerOnly(LEWriteType type);
     /// Lets every request be answered at once, but those of one kind after `delays` (none: never).
@@ -93,6 +96,8 @@ public:
     std::list<FakePeripheral> printers;
     /// Whether answers that come too late (the link has changed meanwhile) are reported all the same.
     bool reportsLateAnswers = false;
+    /// Whether a write that cannot be carried out is lost in silence instead of being a defect.
+    bool losesWrites = false;
 
 private:
     class Central;

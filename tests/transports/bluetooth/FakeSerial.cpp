@@ -8,10 +8,10 @@ class FakeSerial::Link final : public SerialLink {
 public:
     Link(FakeSerial& world, SerialLinkEvents& events)
         : m_world(world)
-        , m_life(std::make_shared<int>(0))
+        , m_events(&events)
     {
-        m_world.m_events = &events;
-        m_world.m_life = m_life;
+        m_world.m_events = m_events;
+        m_world.m_life = std::make_shared<int>(0);
         ++m_world.links;
     }
 
@@ -19,7 +19,7 @@ public:
     {
         m_world.open = m_world.open && m_closed;
         --m_world.links;
-        if (m_world.m_life == m_life) {
+        if (m_world.m_events == m_events) {
             m_world.m_events = nullptr;
             m_world.m_life.reset();
         }
@@ -58,7 +58,7 @@ public:
 
     [[nodiscard]] bool write(const QByteArray& packet) override
     {
-        EXPECT_TRUE(m_world.open || m_world.reportsLateAnswers) << "a write to a channel that is not open";
+        EXPECT_TRUE(m_world.open || m_world.losesWrites) << "a write to a channel that is not open";
         if (m_world.writeRefused)
             return false;
         m_world.packets.push_back({m_world.m_queue.clock().elapsed(), packet});
@@ -79,7 +79,7 @@ public:
 
 private:
     FakeSerial& m_world;
-    std::shared_ptr<int> m_life;
+    SerialLinkEvents* m_events;
     bool m_closed = false;
 };
 

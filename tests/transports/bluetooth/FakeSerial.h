@@ -39,6 +39,8 @@ public:
     void closeByPrinter();
     /// Reports after `delay` to the link's owner, if the link still exists.
     void report(SerialQueue::Duration delay, std::function<void(SerialLinkEvents&)> event);
+    /// Drops every report that is due later.
+    void forgetReports() { m_pending.clear(); }
     void answerLate(SerialRequest late, std::vector<SerialQueue::Duration> delays);
     [[nodiscard]] QByteArray received() const;
     [[nodiscard]] std::vector<int> packetSizes() const;
@@ -60,6 +62,8 @@ public:
     int links = 0; ///< that exist
     /// Whether answers are reported though the channel was closed meanwhile.
     bool reportsLateAnswers = false;
+    /// Whether a write that cannot be carried out is lost in silence instead of being a defect.
+    bool losesWrites = false;
 
 private:
     class Link;
