@@ -31,7 +31,7 @@ TEST_P(LEStalls, EndAtTheWatchdogAndTheNextJobPrints)
     rig.world.offerOnly(LEWriteType::withResponse);
     if (stalled == LERequest::report)
         rig.world.firstState = LECentralState::resetting;
-    rig.world.answer = [stalled](LERequest request) { return request == stalled ? FakeAnswer{{}} : FakeAnswer{}; };
+    rig.world.answerLate(stalled, {});
     const auto ended = rig.start();
     rig.clock->advance(expected.watchdog - 1ms);
     EXPECT_FALSE(ended->has_value());
