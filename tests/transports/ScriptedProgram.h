@@ -20,6 +20,10 @@ inline constexpr USBBackend::Limits patient{
     return {limit, limit, std::chrono::milliseconds(50)};
 }
 
+/// A piece of script that waits until <program>.go exists, or the test is gone.
+inline const QByteArray waitForGo = "i=0; until [ -e \"$0.go\" ] || [ ! -e \"$0\" ] || [ $i -ge 20000 ]; "
+                                    "do i=$((i + 1)); sleep 0.01; done\n";
+
 inline constexpr char timedOut[] =
     "Printer timed out. Check the paper and connection before retrying; a receipt may have printed.";
 inline constexpr char transferFailed[] = "USB transfer failed. Check the cable, power and paper before retrying.";

@@ -111,7 +111,7 @@ TEST_F(USBChild, GetsNoDescriptorThatOthersOpenMeanwhile)
 {
     const DescriptorChurn churn;
     const QString program = observer();
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 25; ++i) {
         print(program);
         ASSERT_EQ(seen(), seenOfAPrint());
         static_cast<void>(USBBackend::discover(program, patient));
@@ -144,9 +144,9 @@ TEST_F(USBChild, GetsItsStreamsThoughThisProcessHasNone)
 
 TEST_F(USBChild, KeepsItsOwnPipesOutOfAnother)
 {
-    // A second print starts while the first runs; had it the first one's input, the first would never see its end.
+    // Whichever program holds another's input keeps that one from ever seeing the end of its job.
     const QString first = script("echo > \"$0.ready\"; cat > /dev/null", QStringLiteral("first"));
-    const QString second = script("until [ -e \"$0.go\" ]; do sleep 0.01; done", QStringLiteral("second"));
+    const QString second = script(waitForGo, QStringLiteral("second"));
     std::thread other([&] { print(second); });
     for (int i = 0; i < 20; ++i)
         print(first);

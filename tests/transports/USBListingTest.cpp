@@ -111,15 +111,16 @@ TEST_F(USBListing, FailsWithTheProgram)
 
 TEST_F(USBListing, IsReadToTheEndOfFileThoughTheProgramHasEnded)
 {
-    const QString program = script("(while [ ! -e \"$0.go\" ]; do sleep 0.01; done; echo 'direct usb://B/2 \"B\"') &\n"
-                                   "(sleep 0.1; echo > \"$0.go\") > /dev/null &");
+    const QString program = script("(" + waitForGo
+        + "echo 'direct usb://B/2 \"B\"') &\n"
+          "(sleep 0.1; echo > \"$0.go\") > /dev/null &");
     EXPECT_EQ(USBBackend::discover(program, patient), Printers{printer("usb://B/2", "B")});
 }
 
 TEST_F(USBListing, IsWhatCameWhenSomebodyElseKeepsThePipeOpen)
 {
     // What keeps the pipe open outlives the call, and ends when the test says so.
-    const QString program = script("(while [ ! -e \"$0.go\" ]; do sleep 0.01; done) &\necho 'direct usb://B/2 \"B\"'");
+    const QString program = script("(" + waitForGo + ") &\necho 'direct usb://B/2 \"B\"'");
     Printers printers;
     for (auto limit = std::chrono::milliseconds(100); printers.empty(); limit *= 2) {
         try {

@@ -90,16 +90,14 @@ TEST_F(USBTimeLimit, ListingAndPrintingHaveTheirOwn)
 TEST_F(USBTimeLimit, AsksTheProgramToEndBeforeItIsKilled)
 {
     // The time after SIGTERM is an hour: it returns because the program obeyed, and its status then counts for nothing.
-    const QString program = script("trap 'echo asked > \"$0.asked\"; exit 0' TERM; echo > \"$0.ready\"\n"
-                                   "while :; do sleep 0.01; done");
+    const QString program = script("trap 'echo asked > \"$0.asked\"; exit 0' TERM; echo > \"$0.ready\"\n" + waitForGo);
     printUntilReady(program, std::chrono::hours(1));
     EXPECT_EQ(readFile(program + QStringLiteral(".asked")), "asked\n");
 }
 
 TEST_F(USBTimeLimit, KillsAProgramThatIgnoresTermination)
 {
-    printUntilReady(
-        script("trap '' TERM; echo > \"$0.ready\"; while :; do sleep 0.01; done"), std::chrono::milliseconds(20));
+    printUntilReady(script("trap '' TERM; echo > \"$0.ready\"\n" + waitForGo), std::chrono::milliseconds(20));
 }
 
 TEST_F(USBTimeLimit, CanFollowOnAnAcknowledgement)
