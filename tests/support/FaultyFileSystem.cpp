@@ -1,5 +1,6 @@
 #include "support/FaultyFileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace harrowmint::test {
@@ -31,6 +32,14 @@ void dropUnreachable(Disk::Names& names)
 {
     for (auto name = names.begin(); name != names.end();)
         name = names.contains(parentOf(name->first)) ? std::next(name) : names.erase(name);
+}
+
+void dropNameless(Disk& disk)
+{
+    std::erase_if(disk.files, [&disk](const auto& file) {
+        return std::none_of(
+            disk.names.begin(), disk.names.end(), [&file](const auto& name) { return name.second == file.first; });
+    });
 }
 
 QByteArray remainder(const Disk::File& file, Loss::Bytes bytes)
@@ -81,6 +90,7 @@ Disk FaultyFileSystem::diskAfterCrash(int operation, Loss loss) const
         disk.names = disk.syncedNames;
     dropUnreachable(disk.names);
     disk.syncedNames = disk.names;
+    dropNameless(disk);
     for (auto& [number, file] : disk.files)
         file.written = file.synced = remainder(file, loss.bytes);
     return disk;
