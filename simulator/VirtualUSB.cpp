@@ -1,10 +1,10 @@
 // A backend program with a virtual printer (CUPS backend conventions, backend(7)). Without arguments it lists the
 // printer. With five it reads a job from standard input and writes the paper to the folder that DEVICE_URI names, else
 // to "papers" beside the program; the job counts as arrived when its paper is there.
-#include "simulator/Paper.h"
-#include "simulator/PaperFolder.h"
 #include "base/EscPos.h"
 #include "base/PrinterError.h"
+#include "simulator/Paper.h"
+#include "simulator/PaperFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -22,7 +22,14 @@ QByteArray readJob()
     QFile input;
     if (!input.open(stdin, QIODevice::ReadOnly))
         throw PrinterError(QStringLiteral("Cannot read the job: %1.").arg(input.errorString()));
-    const QByteArray job = input.read(escpos::maximumJobBytes + 1);
+    // A read of a pipe returns what is there so far.
+    QByteArray job;
+    while (job.size() <= escpos::maximumJobBytes) {
+        const QByteArray piece = input.read(escpos::maximumJobBytes + 1 - job.size());
+        if (piece.isEmpty())
+            break;
+        job += piece;
+    }
     if (job.size() > escpos::maximumJobBytes)
         throw PrinterError(QStringLiteral("The job is longer than %1 bytes.").arg(escpos::maximumJobBytes));
     return job;

@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
+#include <QThread>
 
 namespace harrowmint {
 namespace {
@@ -115,6 +116,24 @@ TEST_F(VirtualUSB, TellsItsProgress)
     EXPECT_EQ(complaint(five, receipt, printer(), 0),
         "INFO: Printed on " + QDir(folder()).filePath(QStringLiteral("receipt-1.png")).toUtf8()
             + "\nDEBUG: Sent 18 bytes...\nSTATE: +cups-waiting-for-job-completed\n");
+}
+
+TEST_F(VirtualUSB, PrintsAJobThatArrivesInPieces)
+{
+    QProcess process;
+    QProcessEnvironment environment;
+    environment.insert(QStringLiteral("DEVICE_URI"), printer());
+    process.setProcessEnvironment(environment);
+    process.start(program, five);
+    for (const char byte : receipt) {
+        process.write(&byte, 1);
+        ASSERT_TRUE(process.waitForBytesWritten(120'000));
+        QThread::msleep(5); // so that the program most likely meets an empty pipe; it must print in any case
+    }
+    process.closeWriteChannel();
+    ASSERT_TRUE(process.waitForFinished(120'000));
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().constData();
+    EXPECT_EQ(papers().size(), 1);
 }
 
 TEST_F(VirtualUSB, PrintsBesideItselfWhenItsAddressNamesNoFolder)
