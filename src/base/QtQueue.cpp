@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <fcntl.h>
@@ -24,23 +25,42 @@ void makeNonBlocking(int descriptor)
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
+/// Of one Qt timer; longer waits take several.
+constexpr std::chrono::milliseconds longestWait = std::chrono::hours(24);
+/// Beyond any wait, and safe to add to the clock.
+constexpr SerialQueue::Duration longestDelay = std::chrono::hours(24 * 365 * 100);
+
 class QtTimerHandle final : public Timer::Handle {
 public:
     QtTimerHandle(SerialQueue::Duration delay, SerialQueue::Task task)
+        : m_deadline(std::chrono::steady_clock::now() + std::min(delay, longestDelay))
+        , m_task(std::move(task))
     {
-        // Rounded up: a timer may be late, never early.
-        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(delay);
         m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.setSingleShot(true);
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [task = std::move(task)] {
-            // The task may destroy this handle and, with it, the functor that is running.
-            const SerialQueue::Task running = task;
-            running();
-        });
-        m_timer.start(std::max(milliseconds, std::chrono::milliseconds::zero()));
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { runOrWaitOn(); });
+        wait();
     }
 
 private:
+    void wait()
+    {
+        // Rounded up: a timer may be late, never early.
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(m_deadline - std::chrono::steady_clock::now());
+        m_timer.start(std::clamp(rest, std::chrono::milliseconds::zero(), longestWait));
+    }
+
+    void runOrWaitOn()
+    {
+        if (std::chrono::steady_clock::now() < m_deadline)
+            return wait();
+        // The task may destroy this handle, and whatever it holds must not live on in a timer that has run.
+        const SerialQueue::Task running = std::exchange(m_task, {});
+        running();
+    }
+
+    std::chrono::steady_clock::time_point m_deadline;
+    SerialQueue::Task m_task;
     QTimer m_timer;
 };
 
@@ -62,34 +82,69 @@ QtQueue::QtQueue()
 
 QtQueue::~QtQueue()
 {
+    close();
     m_notifier.reset();
+    // What a dropped task held may still call `async` while it goes.
+    std::deque<Task> dropped;
+    {
+        const std::lock_guard guard(m_lock);
+        dropped.swap(m_waiting);
+    }
+    dropped.clear();
     ::close(m_readEnd);
     ::close(m_writeEnd);
+}
+
+void QtQueue::close()
+{
+    const std::lock_guard guard(m_lock);
+    m_closed = true;
 }
 
 void QtQueue::async(Task task)
 {
     const std::lock_guard guard(m_lock);
+    if (m_closed)
+        return;
     m_waiting.push_back(std::move(task));
-    // One byte says "not empty"; the reader empties the list before it looks again.
-    if (m_waiting.size() == 1 && ::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
+    // One byte says "not empty".
+    if (m_waiting.size() == 1)
+        wake();
+}
+
+void QtQueue::wake()
+{
+    if (::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
         throw std::system_error(errno, std::generic_category());
+}
+
+QtQueue::Task QtQueue::takeTask()
+{
+    const std::lock_guard guard(m_lock);
+    if (m_closed || m_waiting.empty())
+        return {};
+    Task task = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return task;
 }
 
 void QtQueue::runWaitingTasks()
 {
     char bytes[16];
     while (::read(m_readEnd, bytes, sizeof bytes) > 0) { }
-    std::deque<Task> tasks;
+    // Tasks that these give rise to wait for the next turn, so that timers and sockets get theirs.
+    std::size_t turn = 0;
     {
         const std::lock_guard guard(m_lock);
-        tasks.swap(m_waiting);
+        turn = m_waiting.size();
     }
-    while (!tasks.empty()) {
-        const Task task = std::move(tasks.front());
-        tasks.pop_front();
-        task();
+    for (; turn > 0; --turn) {
+        if (const Task task = takeTask())
+            task();
     }
+    const std::lock_guard guard(m_lock);
+    if (!m_closed && !m_waiting.empty())
+        wake();
 }
 
 Timer QtQueue::after(Duration delay, Task task)
@@ -150,6 +205,7 @@ WorkerQueue::WorkerQueue(const QString& label)
 
 WorkerQueue::~WorkerQueue()
 {
+    m_queue->close();
     m_thread->quit();
     m_thread->wait();
 }

@@ -27,12 +27,18 @@ public:
     [[nodiscard]] std::chrono::system_clock::time_point date() const override;
     [[nodiscard]] bool isCurrent() const override;
 
+    /// Runs no further task: those waiting, and those given from now on, are dropped. Any thread.
+    void close();
+
 private:
+    void wake();
+    Task takeTask();
     void runWaitingTasks();
 
     QThread* m_thread;
     std::mutex m_lock;
     std::deque<Task> m_waiting;
+    bool m_closed = false;
     int m_readEnd = -1;
     int m_writeEnd = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
