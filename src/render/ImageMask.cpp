@@ -1,5 +1,7 @@
 #include "render/ImageMask.h"
 
+#include "base/Digest.h"
+
 #include <QImage>
 #include <utility>
 
@@ -10,12 +12,11 @@ namespace {
 /// The block's pixels, MSB leftmost; null when its data does not fit its size.
 QImage decoded(const ReceiptBlock& block)
 {
-    const auto data = QByteArray::fromBase64Encoding(
-        block.data, QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
+    const std::optional<QByteArray> data = decodedBase64(block.data);
     const qsizetype rowBytes = (qsizetype(block.width) + 7) / 8;
-    if (!data || block.width < 1 || block.height < 1 || data.decoded.size() != rowBytes * block.height)
+    if (!data || block.width < 1 || block.height < 1 || data->size() != rowBytes * block.height)
         return {};
-    const auto* pixels = reinterpret_cast<const uchar*>(data.decoded.constData());
+    const auto* pixels = reinterpret_cast<const uchar*>(data->constData());
     QImage image(pixels, block.width, block.height, rowBytes, QImage::Format_Mono);
     image.setColorTable({qRgb(255, 255, 255), qRgb(0, 0, 0)});
     return image.convertToFormat(QImage::Format_RGB32);

@@ -147,16 +147,16 @@ void PrinterServer::Implementation::accept(tcp::socket socket)
 void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 {
     // One byte more than a request may have is enough to refuse it.
-    const std::size_t room =
-        std::min(maximumReadBytes, std::size_t{HTTPRequest::maximumBytes} + 1 - connection->received);
-    connection->buffer.resize(static_cast<qsizetype>(connection->received + room));
-    connection->socket.async_read_some(asio::buffer(connection->buffer.data() + connection->received, room),
+    const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->received);
+    connection->buffer.resize(connection->received + room);
+    connection->socket.async_read_some(
+        asio::buffer(connection->buffer.data() + connection->received, static_cast<std::size_t>(room)),
         [this, connection](const asio::error_code& error, std::size_t bytes) {
             if (!isOpen(connection))
                 return;
             if (error)
                 return close(connection); // also at the peer's end: it has sent no complete request
-            connection->received += bytes;
+            connection->received += static_cast<qsizetype>(bytes);
             received(connection);
         });
 }
@@ -164,7 +164,7 @@ void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 void PrinterServer::Implementation::received(const ConnectionPointer& connection)
 {
     try {
-        const QByteArrayView data(connection->buffer.constData(), static_cast<qsizetype>(connection->received));
+        const QByteArrayView data(connection->buffer.constData(), connection->received);
         if (std::optional<HTTPRequest> request = HTTPRequest::parse(data))
             handOver(connection, *std::move(request));
         else

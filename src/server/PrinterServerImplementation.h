@@ -22,7 +22,7 @@ namespace harrowmint {
 using asio::ip::tcp;
 using Clock = asio::steady_timer::clock_type;
 
-inline constexpr std::size_t maximumReadBytes = 16'384;
+inline constexpr qsizetype maximumReadBytes = 16'384;
 
 /// One accepted connection. It counts among the open ones while its request is read, handled and answered; then it
 /// drains: what the client still sends is read and discarded until the client ends.
@@ -40,7 +40,7 @@ struct Connection {
     const Clock::time_point acceptedAt = Clock::now();
     bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
     QByteArray buffer; ///< the request as received so far, later the encoded reply
-    std::size_t received = 0; ///< bytes of the request in `buffer`
+    qsizetype received = 0; ///< bytes of the request in `buffer`
     std::size_t drained = 0; ///< bytes discarded after the reply
 };
 using ConnectionPointer = std::shared_ptr<Connection>;
