@@ -56,13 +56,14 @@ Figures measure(std::uint16_t agentPort)
 
 void print(const char* name, const Load& load)
 {
-    std::printf("%-12s %12.0f %10.3f %10.3f %8zu\n", name, load.requestsPerSecond(), load.percentile(0.5),
-        load.percentile(0.99), load.lost);
+    std::printf("%-12s %12.0f %10.3f %10.3f %8zu %14.1f\n", name, load.requestsPerSecond(), load.percentile(0.5),
+        load.percentile(0.99), load.lost, load.processorMicroseconds());
 }
 
 void print(const Figures& figures)
 {
-    std::printf("%-12s %12s %10s %10s %8s\n", "server", "requests/s", "p50 ms", "p99 ms", "lost");
+    std::printf(
+        "%-12s %12s %10s %10s %8s %14s\n", "server", "requests/s", "p50 ms", "p99 ms", "lost", "CPU us/request");
     print("agent", figures.agent);
     print("bare epoll", figures.bare);
     std::printf("agent / bare: median %.3f of %d rounds (from %.3f to %.3f)\n", figures.medianRatio(), rounds,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <ctime>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -38,6 +39,11 @@ double Load::requestsPerSecond() const
     return static_cast<double>(latencies.size()) / std::chrono::duration<double>(duration).count();
 }
 
+double Load::processorMicroseconds() const
+{
+    return 1e6 * processorSeconds / static_cast<double>(latencies.size());
+}
+
 double Load::percentile(double fraction) const
 {
     if (latencies.empty())
@@ -52,6 +58,7 @@ void Load::add(const Load& other)
     std::sort(latencies.begin(), latencies.end());
     lost += other.lost;
     duration += other.duration;
+    processorSeconds += other.processorSeconds;
 }
 
 Load loadServer(std::uint16_t port, int clients, std::chrono::nanoseconds duration, const QByteArray& request,
@@ -63,6 +70,7 @@ Load loadServer(std::uint16_t port, int clients, std::chrono::nanoseconds durati
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     std::vector<Load> loads(static_cast<std::size_t>(clients));
     std::vector<std::thread> threads;
+    const std::clock_t processorStart = std::clock();
     const Clock::time_point start = Clock::now();
     for (Load& load : loads) {
         threads.emplace_back([&, end = start + duration] {
@@ -84,6 +92,7 @@ Load loadServer(std::uint16_t port, int clients, std::chrono::nanoseconds durati
     for (const Load& load : loads)
         sum.add(load);
     sum.duration = Clock::now() - start;
+    sum.processorSeconds = static_cast<double>(std::clock() - processorStart) / CLOCKS_PER_SEC;
     return sum;
 }
 
