@@ -70,6 +70,7 @@ Load loadServer(std::uint16_t port, int clients, std::chrono::nanoseconds durati
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     std::vector<Load> loads(static_cast<std::size_t>(clients));
     std::vector<std::thread> threads;
+    threads.reserve(loads.size());
     const std::clock_t processorStart = std::clock();
     const Clock::time_point start = Clock::now();
     for (Load& load : loads) {

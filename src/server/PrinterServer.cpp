@@ -1,7 +1,7 @@
 #include "server/PrinterServerImplementation.h"
 
 #include "base/PrinterError.h"
-#include "server/ThreadName.h"
+#include "server/Platform.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -153,16 +153,16 @@ void PrinterServer::Implementation::accept(tcp::socket socket)
 void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 {
     // One byte more than a request may have is enough to refuse it.
-    const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->received);
-    connection->buffer.resize(connection->received + room);
+    const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->transferred);
+    connection->buffer.resize(connection->transferred + room);
     connection->socket.async_read_some(
-        asio::buffer(connection->buffer.data() + connection->received, static_cast<std::size_t>(room)),
+        asio::buffer(connection->buffer.data() + connection->transferred, static_cast<std::size_t>(room)),
         [this, connection](const asio::error_code& error, std::size_t bytes) {
             if (!isOpen(connection))
                 return;
             if (error)
                 return close(connection); // also at the peer's end: it has sent no complete request
-            connection->received += static_cast<qsizetype>(bytes);
+            connection->transferred += static_cast<qsizetype>(bytes);
             received(connection);
         });
 }
@@ -170,7 +170,7 @@ void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 void PrinterServer::Implementation::received(const ConnectionPointer& connection)
 {
     try {
-        const QByteArrayView data(connection->buffer.constData(), connection->received);
+        const QByteArrayView data(connection->buffer.constData(), connection->transferred);
         if (std::optional<HTTPRequest> request = HTTPRequest::parse(data))
             handOver(connection, *std::move(request));
         else
@@ -219,13 +219,22 @@ void PrinterServer::Implementation::reply(std::uint64_t id, const HTTPReply& rep
     if (!connection)
         return;
     connection->buffer = reply.encoded();
-    asio::async_write(connection->socket,
-        asio::buffer(connection->buffer.constData(), static_cast<std::size_t>(connection->buffer.size())),
-        [this, connection](const asio::error_code& error, std::size_t) {
+    connection->transferred = 0;
+    sendRest(connection);
+}
+
+void PrinterServer::Implementation::sendRest(const ConnectionPointer& connection)
+{
+    const QByteArrayView rest = QByteArrayView(connection->buffer).sliced(connection->transferred);
+    connection->socket.async_send(asio::buffer(rest.data(), static_cast<std::size_t>(rest.size())), lastBytesFlags(),
+        [this, connection](const asio::error_code& error, std::size_t bytes) {
             if (!isOpen(connection))
                 return;
             if (error)
-                close(connection);
+                return close(connection);
+            connection->transferred += static_cast<qsizetype>(bytes);
+            if (connection->transferred < connection->buffer.size())
+                sendRest(connection);
             else
                 drain(connection);
         });

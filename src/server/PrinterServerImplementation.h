@@ -10,7 +10,6 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/write.hpp>
 
 #include <array>
 #include <list>
@@ -40,7 +39,7 @@ struct Connection {
     Clock::time_point deadline; ///< when it is closed at the latest
     bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
     QByteArray buffer; ///< the request as received so far, later the encoded reply
-    qsizetype received = 0; ///< bytes of the request in `buffer`
+    qsizetype transferred = 0; ///< bytes in `buffer` that were received, later those that were sent
     std::size_t drained = 0; ///< bytes discarded after the reply
 };
 using ConnectionPointer = std::shared_ptr<Connection>;
@@ -78,6 +77,7 @@ private:
     void handOver(const ConnectionPointer& connection, HTTPRequest request);
     ReplyCallback replyCallback(std::uint64_t id);
     void reply(std::uint64_t id, const HTTPReply& reply);
+    void sendRest(const ConnectionPointer& connection);
     void abandon(std::uint64_t id);
     void closeAt(const ConnectionPointer& connection, Clock::time_point deadline);
     void sweepBy(Clock::time_point deadline);
