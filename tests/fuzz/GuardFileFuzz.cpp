@@ -20,22 +20,25 @@ void check(bool holds)
         std::abort();
 }
 
-/// A guard that starts now remembers the same.
-void checkFile(const PrintGuard& guard, FileSystem& files)
+/// Once something was written, a guard that starts anew remembers the same.
+void checkFile(const PrintGuard& guard, FaultyFileSystem& files, const QByteArray& before)
 {
-    check(PrintGuard(false, directory, files).recent() == guard.recent());
+    if (files.disk().bytes(path) != before)
+        check(PrintGuard(false, directory, files).recent() == guard.recent());
 }
 
-void use(PrintGuard& guard, const QString& key, FileSystem& files)
+void use(PrintGuard& guard, const QString& key, FaultyFileSystem& files)
 {
+    const QByteArray first = files.disk().bytes(path);
     guard.transferred(key, now);
-    checkFile(guard, files);
+    checkFile(guard, files, first);
+    const QByteArray second = files.disk().bytes(path);
     try {
         guard.reserve(key, now, false);
         check(guard.recent().back().key == key && guard.recent().back().date == now);
-        checkFile(guard, files);
     } catch (const PrinterError&) { // a refusal
     }
+    checkFile(guard, files, second);
 }
 
 } // namespace
