@@ -1,11 +1,14 @@
 #include "base/QtQueue.h"
 
+#include <QEventLoop>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
 #include <fcntl.h>
+#include <iterator>
+#include <optional>
+#include <pthread.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -13,10 +16,22 @@ namespace harrowmint {
 
 namespace {
 
-/// Linux keeps at most 15 bytes of a thread's name; the last part of a reverse-DNS label is the telling one.
-QString threadName(const QString& label)
+// The name of the calling thread is set differently on each platform; the function's type tells how.
+[[maybe_unused]] void setThreadName(int (*set)(pthread_t, const char*), const char* name)
 {
-    return label.section(QLatin1Char('.'), -1);
+    set(::pthread_self(), name);
+}
+
+[[maybe_unused]] void setThreadName(int (*set)(const char*), const char* name)
+{
+    set(name);
+}
+
+/// Linux keeps at most 15 bytes of a thread's name; the last part of a reverse-DNS label is the telling one.
+QByteArray threadName(const QString& label)
+{
+    constexpr qsizetype maximumBytes = 15;
+    return label.section(QLatin1Char('.'), -1).toUtf8().left(maximumBytes);
 }
 
 void makeNonBlocking(int descriptor)
@@ -67,7 +82,6 @@ private:
 } // namespace
 
 QtQueue::QtQueue()
-    : m_thread(QThread::currentThread())
 {
     int ends[2] = {-1, -1};
     if (::pipe(ends) != 0)
@@ -82,23 +96,24 @@ QtQueue::QtQueue()
 
 QtQueue::~QtQueue()
 {
-    close();
     m_notifier.reset();
-    // What a dropped task held may still call `async` while it goes.
-    std::deque<Task> dropped;
-    {
-        const std::lock_guard guard(m_lock);
-        dropped.swap(m_waiting);
-    }
-    dropped.clear();
+    close();
+    // What a dropped task holds may still call `async` while it goes.
+    m_dropped.clear();
     ::close(m_readEnd);
     ::close(m_writeEnd);
 }
 
-void QtQueue::close()
+void QtQueue::close(Task last)
 {
     const std::lock_guard guard(m_lock);
     m_closed = true;
+    std::move(m_waiting.begin(), m_waiting.end(), std::back_inserter(m_dropped));
+    m_waiting.clear();
+    if (last) {
+        m_waiting.push_back(std::move(last));
+        wake();
+    }
 }
 
 void QtQueue::async(Task task)
@@ -121,7 +136,7 @@ void QtQueue::wake()
 QtQueue::Task QtQueue::takeTask()
 {
     const std::lock_guard guard(m_lock);
-    if (m_closed || m_waiting.empty())
+    if (m_waiting.empty())
         return {};
     Task task = std::move(m_waiting.front());
     m_waiting.pop_front();
@@ -143,7 +158,7 @@ void QtQueue::runWaitingTasks()
             task();
     }
     const std::lock_guard guard(m_lock);
-    if (!m_closed && !m_waiting.empty())
+    if (!m_waiting.empty())
         wake();
 }
 
@@ -165,49 +180,44 @@ std::chrono::system_clock::time_point QtQueue::date() const
 
 bool QtQueue::isCurrent() const
 {
-    return QThread::currentThread() == m_thread;
+    return std::this_thread::get_id() == m_thread;
 }
 
-/// Runs an event loop with one QtQueue, which it publishes once it exists.
-class WorkerQueue::Thread final : public QThread {
-public:
-    QtQueue* waitForQueue()
-    {
-        std::unique_lock guard(m_lock);
-        m_ready.wait(guard, [this] { return m_queue != nullptr; });
-        return m_queue;
-    }
-
-private:
-    void run() override
-    {
-        QtQueue queue;
-        {
-            const std::lock_guard guard(m_lock);
-            m_queue = &queue;
-            m_ready.notify_all();
-        }
-        exec();
-    }
-
-    std::mutex m_lock;
-    std::condition_variable m_ready;
-    QtQueue* m_queue = nullptr;
-};
-
 WorkerQueue::WorkerQueue(const QString& label)
-    : m_thread(std::make_unique<Thread>())
 {
-    m_thread->setObjectName(threadName(label));
-    m_thread->start();
-    m_queue = m_thread->waitForQueue();
+    std::promise<QtQueue*> ready;
+    auto queue = ready.get_future();
+    // The promise lives as long as the thread: it may still be telling of its value when that has been read.
+    m_thread = std::thread([this, ready = std::move(ready), name = threadName(label)]() mutable {
+        setThreadName(&::pthread_setname_np, name.constData());
+        run(ready);
+    });
+    try {
+        m_queue = queue.get();
+    } catch (...) {
+        m_thread.join();
+        throw;
+    }
+}
+
+void WorkerQueue::run(std::promise<QtQueue*>& ready)
+{
+    std::optional<QEventLoop> loop;
+    std::optional<QtQueue> queue;
+    try {
+        m_loop = &loop.emplace(); // first: it gives this thread its event dispatcher
+        ready.set_value(&queue.emplace());
+    } catch (...) {
+        ready.set_exception(std::current_exception());
+        return;
+    }
+    loop->exec();
 }
 
 WorkerQueue::~WorkerQueue()
 {
-    m_queue->close();
-    m_thread->quit();
-    m_thread->wait();
+    m_queue->close([this] { m_loop->quit(); });
+    m_thread.join();
 }
 
 } // namespace harrowmint
