@@ -1,6 +1,5 @@
 #include "base/FileSystem.h"
 
-#include <QDir>
 #include <QFile>
 #include <cerrno>
 #include <fcntl.h>
@@ -15,9 +14,22 @@ constexpr mode_t directoryMode = 0700;
 constexpr mode_t fileMode = 0600;
 constexpr qsizetype readChunkBytes = 64 * 1024;
 
+[[noreturn]] void fail(int error, const QString& path = {})
+{
+    throw std::system_error(error, std::generic_category(), path.toStdString());
+}
+
 [[noreturn]] void failWithErrno(const QString& path = {})
 {
-    throw std::system_error(errno, std::generic_category(), path.toStdString());
+    fail(errno, path);
+}
+
+QString parentOf(const QString& path)
+{
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    if (slash < 0)
+        return QStringLiteral(".");
+    return slash > 0 ? path.left(slash) : QStringLiteral("/");
 }
 
 /// Closes a descriptor when a step after its opening throws.
@@ -64,9 +76,10 @@ public:
 
     QByteArray read(const QString& path) override
     {
-        const Descriptor file(*this, open(path, O_RDONLY));
+        // A pipe in the file's place must not keep the reader waiting for a writer.
+        const Descriptor file(*this, open(path, O_RDONLY | O_NONBLOCK));
         QByteArray bytes;
-        for (;;) {
+        while (bytes.size() <= maximumFileBytes) {
             const qsizetype before = bytes.size();
             bytes.resize(before + readChunkBytes);
             const ssize_t count = ::read(file.get(), bytes.data() + before, readChunkBytes);
@@ -76,22 +89,32 @@ public:
             if (count == 0)
                 return bytes;
         }
+        fail(EFBIG, path);
     }
 
-    void createDirectories(const QString& path) override
+    bool createDirectory(const QString& path) override
     {
         if (::mkdir(QFile::encodeName(path).constData(), directoryMode) == 0)
-            return;
-        if (errno == ENOENT) {
-            createDirectories(parentOf(path));
-            if (::mkdir(QFile::encodeName(path).constData(), directoryMode) == 0)
-                return;
-        }
-        if (errno != EEXIST || !QDir(path).exists())
-            failWithErrno(path);
+            return true;
+        const int error = errno;
+        struct stat status { };
+        if (error == EEXIST && ::stat(QFile::encodeName(path).constData(), &status) == 0 && S_ISDIR(status.st_mode))
+            return false;
+        fail(error, path);
     }
 
-    int create(const QString& path) override { return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW); }
+    int create(const QString& path) override
+    {
+        // Never into what is there: it may be a link, or have another mode.
+        if (::unlink(QFile::encodeName(path).constData()) != 0 && errno != ENOENT)
+            failWithErrno(path);
+        const int descriptor = open(path, O_WRONLY | O_CREAT | O_EXCL);
+        if (::fchmod(descriptor, fileMode) == 0) // the process may mask more than group and others
+            return descriptor;
+        const int error = errno;
+        ::close(descriptor);
+        fail(error, path);
+    }
 
     void write(int descriptor, const QByteArray& bytes) override
     {
@@ -111,8 +134,10 @@ public:
         if (::fcntl(descriptor, F_FULLFSYNC) == 0)
             return;
 #endif
-        if (::fsync(descriptor) != 0)
-            failWithErrno();
+        while (::fsync(descriptor) != 0) {
+            if (errno != EINTR)
+                failWithErrno();
+        }
     }
 
     void close(int descriptor) override
@@ -150,12 +175,6 @@ private:
             failWithErrno(path);
         return descriptor;
     }
-
-    static QString parentOf(const QString& path)
-    {
-        const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
-        return slash > 0 ? path.left(slash) : QStringLiteral("/");
-    }
 };
 
 } // namespace
@@ -164,6 +183,17 @@ FileSystem& FileSystem::local()
 {
     static LocalFileSystem files;
     return files;
+}
+
+void FileSystem::createDirectories(const QString& path)
+{
+    if (exists(path))
+        return;
+    const QString parent = parentOf(path);
+    if (parent != path)
+        createDirectories(parent);
+    if (createDirectory(path))
+        syncDirectory(parent);
 }
 
 void writeFileAtomically(FileSystem& files, const QString& directory, const QString& name, const QByteArray& bytes)

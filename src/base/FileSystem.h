@@ -17,11 +17,12 @@ public:
 
     /// Whether something exists at `path`; throws when that cannot be found out.
     [[nodiscard]] virtual bool exists(const QString& path) = 0;
-    /// The whole file.
+    /// The whole file; one of more than `maximumFileBytes` is refused (EFBIG).
     [[nodiscard]] virtual QByteArray read(const QString& path) = 0;
-    /// Creates `path` and what is missing above it, mode 0700; an existing directory is kept as it is.
-    virtual void createDirectories(const QString& path) = 0;
-    /// Creates or empties a file for writing, mode 0600 from its creation; returns its descriptor.
+    /// Creates the directory `path`, mode 0700. False when it is there already; it is then kept as it is.
+    virtual bool createDirectory(const QString& path) = 0;
+    /// Creates an empty file for writing, mode 0600 from its creation, in place of one of that name if there is one;
+    /// returns its descriptor.
     [[nodiscard]] virtual int create(const QString& path) = 0;
     /// Writes all of `bytes`.
     virtual void write(int descriptor, const QByteArray& bytes) = 0;
@@ -35,6 +36,12 @@ public:
     virtual void syncDirectory(const QString& path) = 0;
     /// Removes a file.
     virtual void remove(const QString& path) = 0;
+
+    /// Creates what is missing of `path`, each directory made durable in the one above it.
+    void createDirectories(const QString& path);
+
+    /// Far more than any file of the agent holds.
+    static constexpr qsizetype maximumFileBytes = 16 * 1024 * 1024;
 
     /// The real one, shared by the whole process; it has no state.
     [[nodiscard]] static FileSystem& local();

@@ -75,7 +75,7 @@ public:
 
 private:
     static QString currencyOf(const InvoiceFields& fields, const QString& fallback);
-    void write(const LineStyle& style, const QString& text) { m_layout.lines.push_back(style.line(text)); }
+    void write(const LineStyle& style, QString text) { m_layout.lines.push_back(style.line(std::move(text))); }
     void writeRows(std::span<const TextRow> rows);
     void writeWhenPositive(const QString& label, double amount);
     void writeVat(double total);

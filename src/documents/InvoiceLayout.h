@@ -16,7 +16,10 @@ struct LineStyle {
     bool fullTextLayout;
 
     /// A line of this look.
-    [[nodiscard]] ReceiptLine line(const QString& text) const { return {text, size, bold, centered, fullTextLayout}; }
+    [[nodiscard]] ReceiptLine line(QString text) const
+    {
+        return {std::move(text), size, bold, centered, fullTextLayout};
+    }
 };
 
 /// The look of a separator line, whose text is `ruleText`.

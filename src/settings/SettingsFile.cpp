@@ -1,5 +1,6 @@
 #include "base/CanonicalJSON.h"
 #include "base/JSONDocument.h"
+#include "base/JSONFields.h"
 #include "base/PrinterError.h"
 #include "settings/PrinterSettings.h"
 
@@ -8,11 +9,6 @@
 namespace harrowmint {
 
 namespace {
-
-[[noreturn]] void failOn(const char* key)
-{
-    throw PrinterError(QStringLiteral("The value of \"%1\" is missing or of another type.").arg(QLatin1String(key)));
-}
 
 std::optional<std::int64_t> integer64(const JSONValue& value)
 {
@@ -41,27 +37,6 @@ std::optional<QStringList> texts(const JSONValue& value)
     return result;
 }
 
-/// The value of a key that must be there, as `read` gives it.
-template <class Read>
-auto required(const JSONObject& object, const char* key, Read read)
-{
-    const auto value = object.value(key);
-    if (!value)
-        failOn(key);
-    auto result = read(*value);
-    if (!result)
-        failOn(key);
-    return *std::move(result);
-}
-
-std::optional<QString> optionalText(const JSONObject& object, const char* key)
-{
-    const auto value = object.value(key);
-    if (!value || value->isNull())
-        return std::nullopt;
-    return required(object, key, [](const JSONValue& v) { return v.string(); });
-}
-
 PrinterSettings decoded(const QByteArray& bytes)
 {
     const auto text = [](const JSONValue& value) { return value.string(); };
@@ -71,17 +46,17 @@ PrinterSettings decoded(const QByteArray& bytes)
     if (!object)
         throw PrinterError(QStringLiteral("The settings are not a JSON object."));
     PrinterSettings settings{
-        .printerURI = required(*object, "printerURI", text),
-        .printerName = required(*object, "printerName", text),
-        .paperWidth = required(*object, "paperWidth", integer64),
-        .currency = required(*object, "currency", text),
-        .origins = required(*object, "origins", texts),
-        .paused = required(*object, "paused", boolean),
-        .receiptConnection = optionalText(*object, "receiptConnection"),
-        .bluetoothReceiptURI = optionalText(*object, "bluetoothReceiptURI"),
-        .bluetoothReceiptName = optionalText(*object, "bluetoothReceiptName"),
-        .labelPrinterURI = optionalText(*object, "labelPrinterURI"),
-        .labelPrinterName = optionalText(*object, "labelPrinterName"),
+        .printerURI = requiredField(*object, "printerURI", text),
+        .printerName = requiredField(*object, "printerName", text),
+        .paperWidth = requiredField(*object, "paperWidth", integer64),
+        .currency = requiredField(*object, "currency", text),
+        .origins = requiredField(*object, "origins", texts),
+        .paused = requiredField(*object, "paused", boolean),
+        .receiptConnection = optionalField(*object, "receiptConnection", text),
+        .bluetoothReceiptURI = optionalField(*object, "bluetoothReceiptURI", text),
+        .bluetoothReceiptName = optionalField(*object, "bluetoothReceiptName", text),
+        .labelPrinterURI = optionalField(*object, "labelPrinterURI", text),
+        .labelPrinterName = optionalField(*object, "labelPrinterName", text),
     };
     return settings.validated();
 }

@@ -1,0 +1,13 @@
+#include "server/ThreadName.h"
+
+#include <pthread.h>
+#include <string>
+
+namespace harrowmint {
+
+void nameThisThread(std::string_view label)
+{
+    ::pthread_setname_np(std::string(label).c_str());
+}
+
+} // namespace harrowmint
