@@ -16,20 +16,19 @@ namespace {
 using namespace harrowmint;
 
 constexpr int printArguments = 5;
+constexpr qint64 readBytes = 65536;
 
 QByteArray readJob()
 {
     QFile input;
     if (!input.open(stdin, QIODevice::ReadOnly))
         throw PrinterError(QStringLiteral("Cannot read the job: %1.").arg(input.errorString()));
-    // A read of a pipe returns what is there so far.
     QByteArray job;
-    while (job.size() <= escpos::maximumJobBytes) {
-        const QByteArray piece = input.read(escpos::maximumJobBytes + 1 - job.size());
-        if (piece.isEmpty())
-            break;
+    // A pipe gives what it holds; only nothing at all is its end.
+    for (QByteArray piece; !(piece = input.read(readBytes)).isEmpty() && job.size() <= escpos::maximumJobBytes;)
         job += piece;
-    }
+    if (input.error() != QFile::NoError)
+        throw PrinterError(QStringLiteral("Cannot read the job: %1.").arg(input.errorString()));
     if (job.size() > escpos::maximumJobBytes)
         throw PrinterError(QStringLiteral("The job is longer than %1 bytes.").arg(escpos::maximumJobBytes));
     return job;
