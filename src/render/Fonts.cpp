@@ -1,6 +1,7 @@
 #include "render/Fonts.h"
 
 #include "render/FontTables.h"
+#include "render/PlainFontSettings.h"
 #include "render/RasterReceipt.h"
 #include "render/TextBlock.h"
 
@@ -28,6 +29,7 @@ QRawFont loadBundled(const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return {};
+    const PlainFontSettings plain;
     return QRawFont(withoutLanguageSystems(file.readAll()), loadingSize, hinting);
 }
 

@@ -10,11 +10,19 @@
 
 namespace harrowmint {
 
-/// How a glyph is drawn wherever it stands. Its origin lies `phase` of a dot right of a whole dot: of four such phases
-/// the one in which its stems meet the dots best, so that a letter looks the same, and sharp, at every place.
+/// Where a glyph's origin lies between two dots: so many quarters of a dot right of the left one.
+enum class GlyphPhase : quint32 {
+    Zero,
+    One,
+    Two,
+    Three,
+    Sharpest ///< the one of them in which the glyph's stems meet the dots best
+};
+
+/// How a glyph is drawn wherever it stands.
 struct Glyph {
     Mask mask;
-    double phase = 0;
+    double phase = 0; ///< of its origin, in dots
 };
 
 /// The glyphs that one thread has drawn so far. Bounded: beyond `maximumBytes` it begins anew.
@@ -22,8 +30,8 @@ class GlyphCache {
 public:
     /// What keeps glyphs alive: plain data, which may outlive the cache and be read from any thread.
     using Store = std::deque<Glyph>;
-    /// The glyphs of one font by their index.
-    using Index = std::unordered_map<quint32, const Glyph*>;
+    /// The glyphs of one font by their index and phase.
+    using Index = std::unordered_map<quint64, const Glyph*>;
 
     static constexpr std::size_t maximumBytes = 4 << 20;
 
@@ -32,14 +40,15 @@ public:
     /// The index of `font`; good until the next call of `store`.
     [[nodiscard]] Index& indexOf(const QRawFont& font) { return m_fonts[font]; }
     /// The glyph, drawn when it is not in `index`, the one of `font`.
-    [[nodiscard]] const Glyph& glyph(Index& index, const QRawFont& font, quint32 glyph)
+    [[nodiscard]] const Glyph& glyph(Index& index, const QRawFont& font, quint32 glyph, GlyphPhase phase)
     {
-        const auto found = index.find(glyph);
-        return found != index.end() ? *found->second : draw(index, font, glyph);
+        const auto found = index.find(keyOf(glyph, phase));
+        return found != index.end() ? *found->second : draw(index, font, glyph, phase);
     }
 
 private:
-    const Glyph& draw(Index& index, const QRawFont& font, quint32 glyph);
+    static quint64 keyOf(quint32 glyph, GlyphPhase phase) { return quint64(glyph) << 3 | quint32(phase); }
+    const Glyph& draw(Index& index, const QRawFont& font, quint32 glyph, GlyphPhase phase);
 
     std::shared_ptr<Store> m_store = std::make_shared<Store>();
     std::size_t m_bytes = 0;

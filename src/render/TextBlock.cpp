@@ -65,6 +65,11 @@ int nearestDot(double position)
     return int(std::floor(position + 0.5));
 }
 
+GlyphPhase nearestPhase(double position)
+{
+    return GlyphPhase(quint32(nearestDot(position * 4)) % 4);
+}
+
 } // namespace
 
 TextBlock::TextBlock(const QString& text, const TextStyle& style, int width)
@@ -74,7 +79,9 @@ TextBlock::TextBlock(const QString& text, const TextStyle& style, int width)
     m_store = fonts.glyphs().store();
     m_glyphs.reserve(std::size_t(text.size()));
     QTextLayout layout;
-    layout.setRawFont(fonts.font(style.size, style.bold));
+    const QRawFont& font = fonts.font(style.size, style.bold);
+    m_emptyLineHeight = int(std::ceil(font.ascent() + font.descent() + std::max(font.leading(), 0.0)));
+    layout.setRawFont(font);
     layout.setCacheEnabled(true);
     forEachParagraph(text, [&](const QString& paragraph) { addParagraph(layout, paragraph, style.alignment); });
 }
@@ -88,7 +95,8 @@ void TextBlock::addParagraph(QTextLayout& layout, const QString& text, TextAlign
         line.setLeadingIncluded(true);
         line.setLineWidth(m_width);
         line.setPosition(QPointF(0, m_height));
-        m_height += int(std::ceil(line.height()));
+        // The layout measures a line without text in a font of its own.
+        m_height += line.textLength() == 0 ? m_emptyLineHeight : int(std::ceil(line.height()));
     }
     layout.endLayout();
     GlyphCache& cache = Fonts::ofThisThread().glyphs();
@@ -105,8 +113,10 @@ void TextBlock::addLine(const QTextLine& line, GlyphCache& cache)
         const QList<quint32> indexes = run.glyphIndexes();
         const QList<QPointF> positions = run.positions();
         GlyphCache::Index& index = cache.indexOf(font);
+        const bool joined = run.isRightToLeft();
         for (qsizetype i = 0; i < indexes.size(); ++i) {
-            const Glyph& glyph = cache.glyph(index, font, indexes[i]);
+            const GlyphPhase phase = joined ? nearestPhase(positions[i].x()) : GlyphPhase::Sharpest;
+            const Glyph& glyph = cache.glyph(index, font, indexes[i], phase);
             if (glyph.mask.width > 0)
                 m_glyphs.push_back(
                     {&glyph.mask, nearestDot(positions[i].x() - glyph.phase), nearestDot(positions[i].y())});

@@ -60,6 +60,7 @@ private:
 
     int m_width;
     int m_height = 0;
+    int m_emptyLineHeight = 0;
     std::shared_ptr<const GlyphCache::Store> m_store;
     std::vector<Place> m_glyphs;
 };
