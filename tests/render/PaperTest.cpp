@@ -3,6 +3,7 @@
 #include "render/EscPosReader.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <new>
 #include <random>
 
@@ -48,7 +49,11 @@ TEST(Paper, OfTheGreatestHeightHasFortySevenBands)
 
 TEST(Paper, WithoutMemoryForItThrowsBadAlloc)
 {
-    EXPECT_THROW(Paper(576, qint64(1) << 56), std::bad_alloc);
+    // The stream of so many rows of one byte is the largest number of bytes that can be told, more than can be had.
+    constexpr qint64 most = std::numeric_limits<qint64>::max();
+    constexpr qint64 bands = (most - 8) / (256 + 8);
+    constexpr qint64 rows = 256 * bands + (most - 8) % (256 + 8) - 8;
+    EXPECT_THROW(Paper(8, rows), std::bad_alloc);
 }
 
 TEST(Paper, FillsExactlyTheDotsOfAnAreaThatLieOnIt)

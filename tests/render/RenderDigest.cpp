@@ -2,6 +2,7 @@
 // is printed on different desktops. Needs nothing but what it is started with.
 #include "base/Digest.h"
 #include "render/Samples.h"
+#include "support/LeakSuppressions.h"
 
 #include <QGuiApplication>
 #include <QPainter>
