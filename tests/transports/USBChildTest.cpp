@@ -1,10 +1,14 @@
 #include "ScriptedProgram.h"
 
+#include <QFile>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -152,6 +156,32 @@ TEST_F(USBChild, KeepsItsOwnPipesOutOfAnother)
         print(first);
     writeFile(second + QStringLiteral(".go"), "");
     other.join();
+}
+
+TEST_F(USBChild, IsNotLeftBehindWhenDescriptorsRunOut)
+{
+    const QString program = observer();
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int firstFree = ::dup(0);
+    ::close(firstFree);
+    int failures = 0;
+    for (int spare = 0; spare < 10; ++spare) {
+        const rlimit tight{static_cast<rlim_t>(firstFree + spare), before.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+        int code = 0;
+        try {
+            print(program);
+        } catch (const std::system_error& error) {
+            code = error.code().value();
+        }
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_TRUE(code == 0 || code == EMFILE) << code;
+        EXPECT_EQ(code == 0, QFile::exists(program + QStringLiteral(".input")));
+        failures += code == EMFILE ? 1 : 0;
+        waitUntilReaped();
+    }
+    EXPECT_EQ(failures, 6); // one null device, two pipes and what tells the end
 }
 
 void ignoreSignal(int) { }
