@@ -158,30 +158,45 @@ TEST_F(USBChild, KeepsItsOwnPipesOutOfAnother)
     other.join();
 }
 
+/// Lets this process have no descriptor numbered `limit` or above, as long as it lives.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(int limit)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit tight{static_cast<rlim_t>(limit), m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &tight);
+    }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
 TEST_F(USBChild, IsNotLeftBehindWhenDescriptorsRunOut)
 {
     const QString program = observer();
-    rlimit before = {};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const int firstFree = ::dup(0);
+    const int firstFree = ::dup(STDIN_FILENO);
     ::close(firstFree);
+    constexpr int enough = 20;
     int failures = 0;
-    for (int spare = 0; spare < 10; ++spare) {
-        const rlimit tight{static_cast<rlim_t>(firstFree + spare), before.rlim_max};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    for (int spare = 0; spare < enough; ++spare) {
         int code = 0;
         try {
-            print(program);
+            const DescriptorLimit limit(firstFree + spare);
+            USBBackend::print("job", printerURI, {}, program, patient);
         } catch (const std::system_error& error) {
             code = error.code().value();
         }
-        ::setrlimit(RLIMIT_NOFILE, &before);
         EXPECT_TRUE(code == 0 || code == EMFILE) << code;
         EXPECT_EQ(code == 0, QFile::exists(program + QStringLiteral(".input")));
         failures += code == EMFILE ? 1 : 0;
         waitUntilReaped();
     }
-    EXPECT_EQ(failures, 6); // one null device, two pipes and what tells the end
+    EXPECT_GE(failures, 6); // the null device, two pipes and what tells the end
+    EXPECT_LT(failures, enough);
 }
 
 void ignoreSignal(int) { }
