@@ -4,6 +4,7 @@
 #include "transports/USBBackend.h"
 
 #include <QGuiApplication>
+#include <csignal>
 #include <cstdio>
 
 namespace harrowmint {
@@ -41,6 +42,8 @@ Transports agentTransports(const QString& usbProgram)
 
 int runAgent(int argc, char** argv, const std::function<AgentConfiguration()>& configure)
 {
+    // Whoever started the agent may have left it ignored, and then no child's exit status could be had.
+    std::signal(SIGCHLD, SIG_DFL);
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Harrowmint Printer"));
     QGuiApplication::setQuitOnLastWindowClosed(false);

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <csignal>
 #include <future>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -150,4 +151,14 @@ TEST_F(AgentTest, KeepsItsFilesToItsUser)
     const auto guard = home.filePath(dataDirectory + QStringLiteral("/recent-jobs.json"));
     ASSERT_EQ(::stat(QFile::encodeName(guard).constData(), &file), 0);
     EXPECT_EQ(file.st_mode & 0777, 0600u);
+}
+
+TEST_F(AgentTest, PrintsWhenItsParentIgnoredTheEndsOfChildren)
+{
+    installBackend(goodBackend);
+    const auto before = std::signal(SIGCHLD, SIG_IGN); // inherited by the agent
+    auto agent = std::make_unique<AgentProcess>(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    std::signal(SIGCHLD, before);
+    EXPECT_EQ(post(store, sample(QStringLiteral("invoice-10.json"))).status, 200);
+    agent->waitForLog(sentText);
 }
