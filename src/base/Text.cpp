@@ -1,21 +1,12 @@
 #include "base/Text.h"
 
 #include <QChar>
-#include <QTextBoundaryFinder>
 #include <algorithm>
+#include <bitset>
 
 namespace harrowmint {
 
 namespace {
-
-/// Takes the first scalar off `text`, which is not empty; an unpaired surrogate is taken as it is.
-char32_t takeScalar(QStringView& text)
-{
-    const bool isPair = text.size() > 1 && text[0].isHighSurrogate() && text[1].isLowSurrogate();
-    const char32_t scalar = isPair ? QChar::surrogateToUcs4(text[0], text[1]) : text[0].unicode();
-    text = text.sliced(isPair ? 2 : 1);
-    return scalar;
-}
 
 template <class Keep>
 QString rebuilt(QStringView text, Keep&& keep)
@@ -32,13 +23,40 @@ void append(QString& text, char32_t scalar)
     text.append(QChar::fromUcs4(scalar));
 }
 
-/// Texts of this range alone need no per-scalar treatment: no controls, no surrogates.
-bool isPlain(QStringView text)
+/// One bit for each code unit: whether it is a control scalar, or half of a scalar that may be one. Looking every
+/// character of every text up in the full tables would be most of the work of reading a request.
+const std::bitset<0x10000>& suspectUnits()
 {
-    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() >= 0x20 && c.unicode() < 0x7f; });
+    static const std::bitset<0x10000> units = [] {
+        std::bitset<0x10000> suspects;
+        for (char32_t unit = 0; unit < suspects.size(); ++unit)
+            suspects[unit] = isControl(unit) || QChar::isSurrogate(unit);
+        return suspects;
+    }();
+    return units;
+}
+
+bool hasControls(QStringView text)
+{
+    const auto isSuspect = [&suspects = suspectUnits()](QChar c) { return suspects[c.unicode()]; };
+    while (true) {
+        text = text.sliced(std::find_if(text.begin(), text.end(), isSuspect) - text.begin());
+        if (text.isEmpty())
+            return false;
+        if (isControl(takeScalar(text)))
+            return true;
+    }
 }
 
 } // namespace
+
+char32_t takeScalar(QStringView& text)
+{
+    const bool isPair = text.size() > 1 && text[0].isHighSurrogate() && text[1].isLowSurrogate();
+    const char32_t scalar = isPair ? QChar::surrogateToUcs4(text[0], text[1]) : text[0].unicode();
+    text = text.sliced(isPair ? 2 : 1);
+    return scalar;
+}
 
 bool isControl(char32_t scalar)
 {
@@ -64,18 +82,6 @@ qsizetype scalarCount(QStringView text)
     return count;
 }
 
-bool hasMoreCharactersThan(QStringView text, qsizetype limit)
-{
-    if (text.size() <= limit)
-        return false;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    for (qsizetype characters = 0; finder.toNextBoundary() != -1;) {
-        if (++characters > limit)
-            return true;
-    }
-    return false;
-}
-
 QString trimmed(QStringView text)
 {
     // No white space or newline lies outside the basic plane, so code units serve.
@@ -89,7 +95,7 @@ QString trimmed(QStringView text)
 
 QString withoutControls(QStringView text)
 {
-    if (isPlain(text))
+    if (!hasControls(text))
         return trimmed(text);
     return rebuilt(text, [](char32_t scalar, QString& result) {
         if (!isControl(scalar))
@@ -99,7 +105,7 @@ QString withoutControls(QStringView text)
 
 QString withControlsAsSpaces(QStringView text)
 {
-    if (isPlain(text))
+    if (!hasControls(text))
         return trimmed(text);
     return rebuilt(text, [](char32_t scalar, QString& result) {
         if (!isControl(scalar))

@@ -45,9 +45,10 @@ int geometry(const JSONObject& label, std::string_view key, int minimum, int max
 QByteArray pixels(const JSONValue& data, int width, int height)
 {
     const auto text = data.utf8();
+    const qsizetype rowBytes = width / dotsPerByte;
     if (width % dotsPerByte == 0 && text && text->size() <= maximumEncodedBytes) {
         auto bytes = decodedBase64(QByteArrayView(text->data(), static_cast<qsizetype>(text->size())));
-        if (bytes && bytes->size() == width / dotsPerByte * height)
+        if (bytes && bytes->size() == rowBytes * height)
             return std::move(*bytes);
     }
     throw PrinterError(invalidPixels.toString());

@@ -34,6 +34,8 @@ struct Receipt {
     std::optional<LabelDocument> labelDocument;
     std::optional<QString> printRequestId; ///< lower-case UUID
 
+    bool operator==(const Receipt&) const = default;
+
     /// Decodes a request body of at most 131072 bytes; `currency` is the fallback code. Throws PrinterError with the
     /// sentence of the first failing check, or with the JSON parser's own.
     [[nodiscard]] static Receipt decode(const QByteArray& body, const QString& currency);

@@ -52,7 +52,7 @@ QString readTextField(const JSONObject& object, std::string_view key, int limit)
 
 QString readAlignment(const JSONObject& object)
 {
-    const QString align = readTextField(object, "align", maximumAlignScalars);
+    QString align = readTextField(object, "align", maximumAlignScalars);
     if (align.isEmpty())
         return QStringLiteral("natural");
     constexpr std::array<QStringView, 4> alignments{u"natural", u"left", u"right", u"center"};
@@ -90,8 +90,9 @@ std::optional<QByteArray> readBitmap(const JSONObject& object, int width, int he
     const auto text = data ? data->utf8() : std::nullopt;
     if (!text || text->size() > maximumEncodedImageBytes)
         return std::nullopt;
+    const qsizetype rowBytes = width / dotsPerByte;
     auto bitmap = decodedBase64(QByteArrayView(text->data(), static_cast<qsizetype>(text->size())));
-    if (bitmap && bitmap->size() != width / dotsPerByte * height)
+    if (bitmap && bitmap->size() != rowBytes * height)
         return std::nullopt;
     return bitmap;
 }

@@ -21,13 +21,6 @@ QString fileName(bool labels)
     return labels ? QStringLiteral("recent-labels.json") : QStringLiteral("recent-jobs.json");
 }
 
-/// `window` before `now`. Dates are compared with it and never subtracted from each other: those of a file may lie
-/// further apart than a duration reaches.
-RecentPrint::Date before(RecentPrint::Date now, std::chrono::seconds window)
-{
-    return now < RecentPrint::Date::min() + window ? RecentPrint::Date::min() : now - window;
-}
-
 bool isConfirmed(const RecentPrint& print)
 {
     return print.transferred == true;
@@ -56,8 +49,9 @@ PrintGuard::PrintGuard(bool labels, const QString& directory, FileSystem& files)
         m_recent = decodedRecentPrints(files.read(path));
 }
 
-void PrintGuard::reserve(const QString& key, Date now, bool requestScoped)
+void PrintGuard::reserve(const QString& key, Date date, bool requestScoped)
 {
+    const Date now = nearestStorableDate(date);
     forgetOld(now);
     refuseRepeat(key, now, requestScoped);
     refuseBurst();
@@ -74,14 +68,13 @@ void PrintGuard::transferred(const QString& key, Date now)
     if (newest == list.rend() || isConfirmed(*newest))
         return;
     newest->transferred = true;
-    newest->completedAt = now;
+    newest->completedAt = nearestStorableDate(now);
     persist(std::move(list));
 }
 
 void PrintGuard::forgetOld(Date now)
 {
-    const Date oldest = before(now, memoryWindow);
-    std::erase_if(m_recent, [oldest](const RecentPrint& print) { return print.date < oldest; });
+    std::erase_if(m_recent, [now](const RecentPrint& print) { return now - print.date > memoryWindow; });
 }
 
 void PrintGuard::refuseRepeat(const QString& key, Date now, bool requestScoped) const
@@ -94,9 +87,8 @@ void PrintGuard::refuseRepeat(const QString& key, Date now, bool requestScoped) 
     if (!std::all_of(matches.begin(), matches.end(), isConfirmed))
         throw PrinterError(QStringLiteral("The previous transfer has an uncertain outcome. Check the paper before "
                                           "reprinting. You can retry after 90 seconds."));
-    const Date justSent = before(now, duplicateWindow);
     if (std::any_of(matches.begin(), matches.end(),
-            [justSent](const RecentPrint& print) { return print.completedAt.value_or(print.date) > justSent; }))
+            [now](const RecentPrint& print) { return now - print.completedAt.value_or(print.date) < duplicateWindow; }))
         throw PrinterError(
             QStringLiteral("This was just sent to the printer. Wait 5 seconds before printing another copy."));
 }

@@ -37,7 +37,8 @@ public:
     /// Forgets what is older than 90 s, then records a reservation for `key` and makes it durable, or throws:
     /// PrinterError with the sentence of the first refusal, or std::system_error when it cannot be persisted (the
     /// reservation is then not held). `requestScoped`: the key stands for one request of a page, which never runs
-    /// twice; without meaning for labels.
+    /// twice; without meaning for labels. Both here and in `transferred`, a clock more than 126 years away from
+    /// 2001 counts as being 126 years away.
     void reserve(const QString& key, Date now, bool requestScoped);
     void reserve(const QString& key, bool requestScoped) { reserve(key, Date::clock::now(), requestScoped); }
     /// Marks the newest reservation of `key` as confirmed and persists it; does nothing for an unknown or a confirmed

@@ -16,15 +16,12 @@ using std::chrono::microseconds;
 
 /// 2001-01-01 00:00:00 UTC.
 constexpr RecentPrint::Date referenceDate{std::chrono::seconds(978'307'200)};
-/// No date of the file is further from `referenceDate`, so that every platform's clock, and a difference of it, holds
-/// it.
-constexpr std::chrono::seconds farthest(8'000'000'000);
+constexpr std::chrono::seconds farthest(4'000'000'000);
 constexpr double microsecondsPerSecond = 1e6;
 
 double encodedDate(RecentPrint::Date date)
 {
-    const auto kept = std::clamp(date, referenceDate - farthest, referenceDate + farthest);
-    const auto sinceReference = std::chrono::round<microseconds>(kept - referenceDate);
+    const auto sinceReference = std::chrono::round<microseconds>(nearestStorableDate(date) - referenceDate);
     return static_cast<double>(sinceReference.count()) / microsecondsPerSecond;
 }
 
@@ -63,6 +60,11 @@ RecentPrint decoded(const JSONValue& entry)
 }
 
 } // namespace
+
+RecentPrint::Date nearestStorableDate(RecentPrint::Date date)
+{
+    return std::clamp(date, referenceDate - farthest, referenceDate + farthest);
+}
 
 QByteArray encodedRecentPrints(const std::vector<RecentPrint>& list)
 {

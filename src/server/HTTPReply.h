@@ -10,7 +10,7 @@ namespace harrowmint {
 struct HTTPReply {
     int status = 0; ///< HTTP status code
     QString message; ///< for the cashier, shown by the store page
-    std::optional<QString> origin; ///< the store origin echoed in the CORS headers
+    std::optional<QString> origin{}; ///< the store origin echoed in the CORS headers
     bool preflight = false; ///< answers a CORS preflight
     bool privateNetwork = false; ///< the preflight asked for Private Network Access and gets it
 

@@ -10,6 +10,9 @@ namespace harrowmint {
 
 /// The one HTTP/1.1 request that a connection carries (RFC 9112, a strict subset). A plain value; any thread.
 struct HTTPRequest {
+    /// More bytes than these are refused whatever they say.
+    static constexpr qsizetype maximumBytes = 140'000;
+
     QString method; ///< "GET", "POST" or "OPTIONS"
     QString path; ///< the request target exactly as sent
     std::map<QString, QString> headers; ///< names in lower case, values without blanks and tabs at the ends

@@ -24,7 +24,7 @@ struct PrinterServerLimits {
     std::chrono::milliseconds lifetime{65'000}; ///< of any connection
     std::size_t draining = 32; ///< answered connections that still read what the client sends
     std::chrono::milliseconds drainTime{2'000};
-    std::size_t drainBytes = 256 * 1024; ///< per connection
+    std::size_t drainBytes = 262'144; ///< per connection
 };
 
 /// The loopback HTTP/1.1 server: one request a connection. Owned by the delegate; created, set up and destroyed on the

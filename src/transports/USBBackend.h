@@ -28,9 +28,9 @@ struct Limits {
 [[nodiscard]] std::vector<USBPrinter> discover(const QString& program = path(), const Limits& limits = {});
 
 /// Sends `data` (at most 900000 bytes) to the printer at `printerURI`. Returns when the program has ended with status
-/// 0; throws PrinterError, or std::system_error when it cannot be started. `transferred` is called at most once, on
-/// another thread, when the program reports that the printer has every byte; it may be followed by a failure.
-/// It is never called after `print` has returned. Blocks for at most 15.5 s.
+/// 0; throws PrinterError, or std::system_error when it cannot be started. `transferred` is called at most once, on the
+/// calling thread before `print` returns, when the program reports that the printer has every byte; a failure may still
+/// follow. It must be quick (the time limits wait for it) and must not throw. Blocks for at most 15.5 s.
 void print(const QByteArray& data, const QString& printerURI, const std::function<void()>& transferred,
     const QString& program = path(), const Limits& limits = {});
 

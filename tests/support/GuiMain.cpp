@@ -1,3 +1,5 @@
+#include "support/LeakSuppressions.h"
+
 #include <QGuiApplication>
 #include <gtest/gtest.h>
 

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "server/PrinterServer.h"
+
+// Asio takes seconds to compile: nothing but PrinterServer.cpp includes this header.
+#define ASIO_STANDALONE
+#define ASIO_NO_DEPRECATED
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+
+#include <array>
+#include <list>
+#include <map>
+#include <thread>
+#include <vector>
+
+namespace harrowmint {
+
+using asio::ip::tcp;
+using Clock = asio::steady_timer::clock_type;
+
+inline constexpr qsizetype maximumReadBytes = 16'384;
+
+/// One accepted connection. It counts among the open ones while its request is read, handled and answered; then it
+/// drains: what the client still sends is read and discarded until the client ends.
+struct Connection {
+    Connection(std::uint64_t number, tcp::socket accepted)
+        : id(number)
+        , socket(std::move(accepted))
+    {
+    }
+
+    const std::uint64_t id;
+    tcp::socket socket;
+    const Clock::time_point acceptedAt = Clock::now();
+    Clock::time_point deadline; ///< when it is closed at the latest
+    bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
+    QByteArray buffer; ///< the request as received so far, later the encoded reply
+    qsizetype transferred = 0; ///< bytes in `buffer` that were received, later those that were sent
+    std::size_t drained = 0; ///< bytes discarded after the reply
+};
+using ConnectionPointer = std::shared_ptr<Connection>;
+
+/// The server's sockets and thread; `PrinterServer` holds it, reply callbacks hold it weakly.
+/// Everything from `m_context` on belongs to the server's thread while that runs, else to the main queue.
+/// Completion handlers may use `this`: they only run on that thread, which `stop` ends.
+class PrinterServer::Implementation : public std::enable_shared_from_this<Implementation> {
+public:
+    Implementation(PrinterServer& owner, SerialQueue& main, std::uint16_t port, const PrinterServerLimits& limits)
+        : m_owner(&owner)
+        , m_main(main)
+        , m_limits(limits)
+        , m_port(port)
+    {
+    }
+
+    /// Opens the listener and starts the thread. Main queue; throws std::system_error when no socket can be made.
+    void start();
+    /// Ends the thread and closes every socket; afterwards neither the handler nor the status is called. Main queue.
+    void stop();
+    [[nodiscard]] std::uint16_t port() const { return m_port; }
+    [[nodiscard]] bool onMain() const { return m_main.isCurrent(); }
+
+private:
+    asio::error_code listen();
+    void run();
+    void report(const QString& text, bool ok);
+
+    void acceptNext();
+    void accepted(const asio::error_code& error, tcp::socket socket);
+    void accept(tcp::socket socket);
+    void receive(const ConnectionPointer& connection);
+    void received(const ConnectionPointer& connection);
+    void handOver(const ConnectionPointer& connection, HTTPRequest request);
+    ReplyCallback replyCallback(std::uint64_t id);
+    void reply(std::uint64_t id, const HTTPReply& reply);
+    void sendRest(const ConnectionPointer& connection);
+    void abandon(std::uint64_t id);
+    void closeAt(const ConnectionPointer& connection, Clock::time_point deadline);
+    void sweepBy(Clock::time_point deadline);
+    void sweep();
+    void expired(const ConnectionPointer& connection);
+    void closeOnFailure(const ConnectionPointer& connection);
+    void close(const ConnectionPointer& connection);
+    void drain(const ConnectionPointer& connection);
+    void discard(const ConnectionPointer& connection);
+
+    /// None when it was closed or answered in the meantime.
+    [[nodiscard]] ConnectionPointer openConnection(std::uint64_t id) const
+    {
+        const auto found = m_connections.find(id);
+        return found == m_connections.end() ? nullptr : found->second;
+    }
+    [[nodiscard]] std::vector<ConnectionPointer> everyConnection() const;
+    [[nodiscard]] bool isOpen(const ConnectionPointer& connection) const
+    {
+        return m_connections.contains(connection->id);
+    }
+
+    PrinterServer* m_owner; ///< main queue only; none once the server is gone
+    SerialQueue& m_main;
+    const PrinterServerLimits m_limits;
+    std::uint16_t m_port; ///< written before the thread starts
+    std::thread m_thread;
+
+    asio::io_context m_context{1};
+    asio::executor_work_guard<asio::io_context::executor_type> m_work{m_context.get_executor()};
+    tcp::acceptor m_acceptor{m_context};
+    asio::steady_timer m_acceptTimer{m_context};
+    /// One timer for all connections: it is rarely set, because it may run for one that is gone already.
+    asio::steady_timer m_sweepTimer{m_context};
+    bool m_sweepIsDue = false;
+    std::map<std::uint64_t, ConnectionPointer> m_connections;
+    std::list<ConnectionPointer> m_draining; ///< the oldest first
+    std::uint64_t m_nextId = 0;
+    std::array<char, maximumReadBytes> m_discarded; ///< what draining connections read, never looked at
+};
+
+} // namespace harrowmint

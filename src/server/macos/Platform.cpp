@@ -1,0 +1,18 @@
+#include "server/Platform.h"
+
+#include <pthread.h>
+#include <string>
+
+namespace harrowmint {
+
+void nameThisThread(std::string_view label)
+{
+    ::pthread_setname_np(std::string(label).c_str());
+}
+
+int lastBytesFlags()
+{
+    return 0;
+}
+
+} // namespace harrowmint
