@@ -11,6 +11,8 @@ using std::chrono::milliseconds;
 
 /// A cancelled connection that is not reported as ended within this time is taken for ended.
 constexpr milliseconds closingLimit{5'000};
+/// A pause makes up for the lateness of the one before by at most this part of itself.
+constexpr int largestMadeUpPart = 8;
 constexpr int largestChunk = 180;
 constexpr int smallestChunk = 8;
 
@@ -263,21 +265,28 @@ void LEPrinterLink::valueWritten(const QUuid& peripheral, const LEChannel& chann
 
 void LEPrinterLink::schedule(int count)
 {
-    milliseconds pause = pauseAfter(m_kind, m_writeType, count, m_job->stream->offset());
+    SerialQueue::Duration pause = pauseAfter(m_kind, m_writeType, count, m_job->stream->offset());
     if (m_job->stream->finished()) {
         m_phase = Phase::settling;
         pause = m_kind.settlePause;
+    } else {
+        // Timers are late, never early; hundreds of them would make a long receipt miss its limit.
+        pause -= std::min(m_late, pause / largestMadeUpPart);
     }
+    m_pauseEnd = m_queue.now() + pause;
     m_pacing = m_queue.after(pause, [this] { afterPause(); });
 }
 
 void LEPrinterLink::afterPause()
 {
     m_pacing.reset();
-    if (m_phase == Phase::settling)
+    if (m_phase == Phase::settling) {
         finish(std::nullopt, false);
-    else
-        pump();
+        return;
+    }
+    m_late = m_queue.now() - m_pauseEnd;
+    pump();
+    m_late = {};
 }
 
 // Ends

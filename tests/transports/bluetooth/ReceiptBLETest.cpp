@@ -162,6 +162,73 @@ TEST_F(ReceiptBLE, MakesNoLongerPauseAfterAnOpeningOf2Bytes)
     EXPECT_EQ(pausesOf(2), std::vector{500ms});
 }
 
+/// A queue whose timers are late.
+class LateTimers final : public SerialQueue {
+public:
+    LateTimers(VirtualQueue& inner, Duration lateness)
+        : m_inner(inner)
+        , m_lateness(lateness)
+    {
+    }
+    void async(Task task) override { m_inner.async(std::move(task)); }
+    [[nodiscard]] Timer after(Duration delay, Task task) override
+    {
+        return m_inner.after(delay + m_lateness, std::move(task));
+    }
+    [[nodiscard]] std::chrono::steady_clock::time_point now() const override { return m_inner.now(); }
+    [[nodiscard]] std::chrono::system_clock::time_point date() const override { return m_inner.date(); }
+    [[nodiscard]] bool isCurrent() const override { return m_inner.isCurrent(); }
+
+private:
+    VirtualQueue& m_inner;
+    Duration m_lateness;
+};
+
+/// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`.
+SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness)
+{
+    const auto clock = std::make_shared<VirtualClock>();
+    VirtualQueue inner(clock);
+    LateTimers queue(inner, lateness);
+    VirtualWaiter waiter(*clock);
+    FakeLE world(inner);
+    world.addPrinter(1);
+    world.offerOnly(LEWriteType::withoutResponse);
+    {
+        ReceiptBLEBackend receipts(queue, world.factory(), waiter);
+        EXPECT_NO_THROW(receipts.print(jobBytes(101 * 180), portOf(1)));
+    }
+    clock->runDue();
+    return world.printer(1).writes.back().time - world.printer(1).writes.front().time;
+}
+
+TEST(ReceiptBLEPacing, DoesNotAddUpTheLatenessOfItsTimers)
+{
+    EXPECT_EQ(timeFor100Pauses(0ms), 1500ms);
+    EXPECT_EQ(timeFor100Pauses(1ms), 1501ms);
+}
+
+TEST(ReceiptBLEPacing, MakesUpForNoMoreThanAnEighthOfAPause)
+{
+    // The first pause is 5 ms late; each of the others makes up for 1.875 ms of the one before.
+    EXPECT_EQ(timeFor100Pauses(5ms), 100 * 20ms - 99 * 1'875us);
+}
+
+TEST_F(ReceiptBLE, DoesNotMakeUpForThePrintersOwnDelay)
+{
+    rig.world.offerOnly(LEWriteType::withoutResponse);
+    rig.start(jobBytes(540));
+    rig.clock->advance(1ms);
+    rig.world.setCongested(true);
+    rig.clock->advance(100ms);
+    rig.world.setCongested(false);
+    rig.clock->advance(1s);
+    const auto& writes = rig.world.printer().writes;
+    ASSERT_EQ(writes.size(), 3U);
+    EXPECT_EQ(writes[1].time, 101ms);
+    EXPECT_EQ(writes[2].time, 116ms);
+}
+
 // Profiles
 
 class ReceiptBLEProfiles : public ReceiptBLE {
