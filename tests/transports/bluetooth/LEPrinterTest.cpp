@@ -238,6 +238,16 @@ TEST_P(LEPrinter, WarnsOfThePaperWhenTheVeryFirstWriteIsRejected)
     EXPECT_EQ(rig.run().message, expected.capital() + QStringLiteral(" transfer failed.") + paperWarning);
 }
 
+TEST_P(LEPrinter, IgnoresAConfirmationThatNothingWaitsFor)
+{
+    const auto ended = rig.start();
+    rig.clock->advance(1ms);
+    const FakeWrite& write = rig.world.printer().writes.front();
+    rig.world.events().valueWritten(FakeLE::identifier(), write.channel, true);
+    rig.clock->advance(10s);
+    EXPECT_EQ(ended->value().message, QString());
+}
+
 TEST_P(LEPrinter, IgnoresAConfirmationOfAnotherCharacteristicOrPrinter)
 {
     rig.world.offerOnly(LEWriteType::withResponse);

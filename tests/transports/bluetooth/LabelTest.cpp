@@ -99,6 +99,17 @@ TEST_F(LabelBLE, TriesNoOtherServiceThanFF00)
     EXPECT_FALSE(rig.world.log.join(QLatin1Char(' ')).contains(QStringLiteral("characteristic")));
 }
 
+TEST_F(LabelBLE, ForgetsWhatAnEarlierJobHasSeen)
+{
+    rig.world.printer().services = {{0xFF00, {}}};
+    EXPECT_EQ(rig.run().message,
+        QStringLiteral("This label printer has no supported Bluetooth write channel. No label data was sent."));
+    rig.world.printer().services.clear();
+    EXPECT_EQ(rig.run().message,
+        QStringLiteral(
+            "This label printer does not expose the supported Bluetooth printing service. No label data was sent."));
+}
+
 TEST(LabelsAndReceipts, AreInFlightTogetherOnDifferentPrinters)
 {
     const auto clock = std::make_shared<VirtualClock>();

@@ -214,19 +214,29 @@ TEST(ReceiptBLEPacing, MakesUpForNoMoreThanAnEighthOfAPause)
     EXPECT_EQ(timeFor100Pauses(5ms), 100 * 20ms - 99 * 1'875us);
 }
 
-TEST_F(ReceiptBLE, DoesNotMakeUpForThePrintersOwnDelay)
+TEST(ReceiptBLEPacing, DoesNotMakeUpForAPrinterThatWasNotReady)
 {
-    rig.world.offerOnly(LEWriteType::withoutResponse);
-    rig.start(jobBytes(540));
-    rig.clock->advance(1ms);
-    rig.world.setCongested(true);
-    rig.clock->advance(100ms);
-    rig.world.setCongested(false);
-    rig.clock->advance(1s);
-    const auto& writes = rig.world.printer().writes;
+    const auto clock = std::make_shared<VirtualClock>();
+    VirtualQueue inner(clock);
+    LateTimers queue(inner, 1ms);
+    VirtualWaiter waiter(*clock);
+    FakeLE world(inner);
+    world.addPrinter(1);
+    world.offerOnly(LEWriteType::withoutResponse);
+    {
+        ReceiptBLEBackend receipts(queue, world.factory(), waiter);
+        receipts.start(jobBytes(540), portOf(1), TransferCompletion([](const TransferOutcome&) {}));
+        clock->advance(1ms);
+        world.setCongested(true);
+        clock->advance(100ms);
+        world.setCongested(false);
+        clock->advance(1s);
+    }
+    clock->runDue();
+    const auto& writes = world.printer(1).writes;
     ASSERT_EQ(writes.size(), 3U);
-    EXPECT_EQ(writes[1].time, 101ms);
-    EXPECT_EQ(writes[2].time, 116ms);
+    EXPECT_EQ(writes[1].time - writes[0].time, 101ms);
+    EXPECT_EQ(writes[2].time - writes[1].time, 16ms);
 }
 
 // Profiles
