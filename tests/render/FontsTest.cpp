@@ -33,7 +33,7 @@ int languages(const QByteArray& font, const char* tag)
         const qsizetype table = qFromBigEndian<quint32>(font.constData() + record + 8);
         const qsizetype scripts = table + number(font, table + 4);
         int sum = 0;
-        for (int script = 0; script < number(font, scripts); ++script)
+        for (qsizetype script = 0; script < number(font, scripts); ++script)
             sum += number(font, scripts + number(font, scripts + 2 + 6 * script + 4) + 2);
         return sum;
     }
