@@ -2,8 +2,6 @@
 #include "EventLoop.h"
 
 #include <atomic>
-#include <sys/resource.h>
-#include <system_error>
 #include <thread>
 
 using namespace harrowmint;
@@ -174,16 +172,6 @@ TEST_F(QtQueues, HaveTheRealClocks)
     EXPECT_GE(now, steady);
     EXPECT_LE(now, std::chrono::steady_clock::now());
     EXPECT_LE(std::chrono::abs(queue.date() - date), 1h);
-}
-
-TEST(QtQueue, SaysThatThereIsNoDescriptorLeft)
-{
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_THROW(QtQueue(), std::system_error);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST(QtQueue, DropsWaitingTasksWhenItGoes)
