@@ -7,6 +7,7 @@ function(harrowmint_library name)
 endfunction()
 
 # harrowmint_test(name [GUI] SOURCES … LINK … [TIMEOUT s] [LABELS …]): one GoogleTest program, one CTest entry.
+# The label "threads" has it run under the thread sanitizer too.
 function(harrowmint_test name)
     cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
     set(target test_${name})
@@ -20,6 +21,9 @@ function(harrowmint_test name)
     target_link_libraries(${target} PRIVATE ${ARG_LINK} harrowmint_test_support)
     target_precompile_headers(${target} REUSE_FROM harrowmint_test_support)
     add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
+    if("threads" IN_LIST ARG_LABELS)
+        add_dependencies(threaded_tests ${target})
+    endif()
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()

@@ -32,7 +32,7 @@ QString printerAddress()
 QString linkToFreeName(const QString& file, const QDir& folder)
 {
     for (int number = 1; number <= maximumPapers; ++number) {
-        const QString path = folder.filePath(QStringLiteral("receipt-%1.png").arg(number));
+        QString path = folder.filePath(QStringLiteral("receipt-%1.png").arg(number));
         if (::link(QFile::encodeName(file).constData(), QFile::encodeName(path).constData()) == 0)
             return path;
         if (errno != EEXIST)
@@ -64,7 +64,7 @@ QString virtualPrinterURI(const QString& folder)
 QString papersFolder(const QString& printerURI)
 {
     const QString query = printerURI.section(u'?', 1);
-    const QString folder = QUrlQuery(query).queryItemValue(QStringLiteral("papers"), QUrl::FullyDecoded);
+    QString folder = QUrlQuery(query).queryItemValue(QStringLiteral("papers"), QUrl::FullyDecoded);
     if (virtualPrinterURI(folder) != printerURI || (!folder.isEmpty() && QDir::isRelativePath(folder)))
         throw PrinterError(QStringLiteral("Not the address of a virtual printer: %1").arg(printerURI));
     return folder;

@@ -1,10 +1,10 @@
 // A backend program with a virtual printer (CUPS backend conventions, backend(7)). Without arguments it lists the
 // printer. With five it reads a job from standard input and writes the paper to the folder that DEVICE_URI names, else
 // to "papers" beside the program; the job counts as arrived when its paper is there.
-#include "simulator/Paper.h"
-#include "simulator/PaperFolder.h"
 #include "base/EscPos.h"
 #include "base/PrinterError.h"
+#include "simulator/Paper.h"
+#include "simulator/PaperFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -16,13 +16,19 @@ namespace {
 using namespace harrowmint;
 
 constexpr int printArguments = 5;
+constexpr qint64 readBytes = 65536;
 
 QByteArray readJob()
 {
     QFile input;
     if (!input.open(stdin, QIODevice::ReadOnly))
         throw PrinterError(QStringLiteral("Cannot read the job: %1.").arg(input.errorString()));
-    const QByteArray job = input.read(escpos::maximumJobBytes + 1);
+    QByteArray job;
+    // A pipe gives what it holds; only nothing at all is its end.
+    for (QByteArray piece; !(piece = input.read(readBytes)).isEmpty() && job.size() <= escpos::maximumJobBytes;)
+        job += piece;
+    if (input.error() != QFile::NoError)
+        throw PrinterError(QStringLiteral("Cannot read the job: %1.").arg(input.errorString()));
     if (job.size() > escpos::maximumJobBytes)
         throw PrinterError(QStringLiteral("The job is longer than %1 bytes.").arg(escpos::maximumJobBytes));
     return job;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr mode_t directoryMode = 0700;
 constexpr mode_t fileMode = 0600;
-constexpr qsizetype readChunkBytes = 64 * 1024;
+constexpr qsizetype readChunkBytes = qsizetype{64} * 1024;
 
 [[noreturn]] void fail(int error, const QString& path = {})
 {

@@ -41,7 +41,7 @@ public:
     void createDirectories(const QString& path);
 
     /// Far more than any file of the agent holds.
-    static constexpr qsizetype maximumFileBytes = 16 * 1024 * 1024;
+    static constexpr qsizetype maximumFileBytes = qsizetype{16} * 1024 * 1024;
 
     /// The real one, shared by the whole process; it has no state.
     [[nodiscard]] static FileSystem& local();

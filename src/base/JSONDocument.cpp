@@ -194,6 +194,8 @@ struct JSONDocument::Parser {
 JSONDocument::JSONDocument(const QByteArray& text)
     : m_parser(std::make_unique<Parser>())
 {
+    if (text.startsWith("\xef\xbb\xbf")) // versions of the parser differ on a byte order mark
+        fail(simdjson::TAPE_ERROR);
     const auto length = static_cast<std::size_t>(text.size());
     if (const auto error = m_parser->parser.allocate(std::max<std::size_t>(length, 1), maximumDepth))
         fail(error);

@@ -1,10 +1,14 @@
 #include "base/QtQueue.h"
 
+#include <QEventLoop>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
-#include <condition_variable>
 #include <fcntl.h>
+#include <iterator>
+#include <optional>
+#include <pthread.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -12,10 +16,22 @@ namespace harrowmint {
 
 namespace {
 
-/// Linux keeps at most 15 bytes of a thread's name; the last part of a reverse-DNS label is the telling one.
-QString threadName(const QString& label)
+// The name of the calling thread is set differently on each platform; the function's type tells how.
+[[maybe_unused]] void setThreadName(int (*set)(pthread_t, const char*), const char* name)
 {
-    return label.section(QLatin1Char('.'), -1);
+    set(::pthread_self(), name);
+}
+
+[[maybe_unused]] void setThreadName(int (*set)(const char*), const char* name)
+{
+    set(name);
+}
+
+/// Linux keeps at most 15 bytes of a thread's name; the last part of a reverse-DNS label is the telling one.
+QByteArray threadName(const QString& label)
+{
+    constexpr qsizetype maximumBytes = 15;
+    return label.section(QLatin1Char('.'), -1).toUtf8().left(maximumBytes);
 }
 
 void makeNonBlocking(int descriptor)
@@ -24,30 +40,48 @@ void makeNonBlocking(int descriptor)
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
+/// Of one Qt timer; longer waits take several.
+constexpr std::chrono::milliseconds longestWait = std::chrono::hours(24);
+/// Beyond any wait, and safe to add to the clock.
+constexpr SerialQueue::Duration longestDelay = std::chrono::hours(24 * 365 * 100);
+
 class QtTimerHandle final : public Timer::Handle {
 public:
     QtTimerHandle(SerialQueue::Duration delay, SerialQueue::Task task)
+        : m_deadline(std::chrono::steady_clock::now() + std::min(delay, longestDelay))
+        , m_task(std::move(task))
     {
-        // Rounded up: a timer may be late, never early.
-        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(delay);
         m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.setSingleShot(true);
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [task = std::move(task)] {
-            // The task may destroy this handle and, with it, the functor that is running.
-            const SerialQueue::Task running = task;
-            running();
-        });
-        m_timer.start(std::max(milliseconds, std::chrono::milliseconds::zero()));
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { runOrWaitOn(); });
+        wait();
     }
 
 private:
+    void wait()
+    {
+        // Rounded up: a timer may be late, never early.
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(m_deadline - std::chrono::steady_clock::now());
+        m_timer.start(std::clamp(rest, std::chrono::milliseconds::zero(), longestWait));
+    }
+
+    void runOrWaitOn()
+    {
+        if (std::chrono::steady_clock::now() < m_deadline)
+            return wait();
+        // The task may destroy this handle, and whatever it holds must not live on in a timer that has run.
+        const SerialQueue::Task running = std::exchange(m_task, {});
+        running();
+    }
+
+    std::chrono::steady_clock::time_point m_deadline;
+    SerialQueue::Task m_task;
     QTimer m_timer;
 };
 
 } // namespace
 
 QtQueue::QtQueue()
-    : m_thread(QThread::currentThread())
 {
     int ends[2] = {-1, -1};
     if (::pipe(ends) != 0)
@@ -63,33 +97,69 @@ QtQueue::QtQueue()
 QtQueue::~QtQueue()
 {
     m_notifier.reset();
+    close();
+    // What a dropped task holds may still call `async` while it goes.
+    m_dropped.clear();
     ::close(m_readEnd);
     ::close(m_writeEnd);
+}
+
+void QtQueue::close(Task last)
+{
+    const std::lock_guard guard(m_lock);
+    m_closed = true;
+    std::move(m_waiting.begin(), m_waiting.end(), std::back_inserter(m_dropped));
+    m_waiting.clear();
+    if (last) {
+        m_waiting.push_back(std::move(last));
+        wake();
+    }
 }
 
 void QtQueue::async(Task task)
 {
     const std::lock_guard guard(m_lock);
+    if (m_closed)
+        return;
     m_waiting.push_back(std::move(task));
-    // One byte says "not empty"; the reader empties the list before it looks again.
-    if (m_waiting.size() == 1 && ::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
+    // One byte says "not empty".
+    if (m_waiting.size() == 1)
+        wake();
+}
+
+void QtQueue::wake()
+{
+    if (::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
         throw std::system_error(errno, std::generic_category());
+}
+
+QtQueue::Task QtQueue::takeTask()
+{
+    const std::lock_guard guard(m_lock);
+    if (m_waiting.empty())
+        return {};
+    Task task = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return task;
 }
 
 void QtQueue::runWaitingTasks()
 {
     char bytes[16];
     while (::read(m_readEnd, bytes, sizeof bytes) > 0) { }
-    std::deque<Task> tasks;
+    // Tasks that these give rise to wait for the next turn, so that timers and sockets get theirs.
+    std::size_t turn = 0;
     {
         const std::lock_guard guard(m_lock);
-        tasks.swap(m_waiting);
+        turn = m_waiting.size();
     }
-    while (!tasks.empty()) {
-        const Task task = std::move(tasks.front());
-        tasks.pop_front();
-        task();
+    for (; turn > 0; --turn) {
+        if (const Task task = takeTask())
+            task();
     }
+    const std::lock_guard guard(m_lock);
+    if (!m_waiting.empty())
+        wake();
 }
 
 Timer QtQueue::after(Duration delay, Task task)
@@ -110,48 +180,44 @@ std::chrono::system_clock::time_point QtQueue::date() const
 
 bool QtQueue::isCurrent() const
 {
-    return QThread::currentThread() == m_thread;
+    return std::this_thread::get_id() == m_thread;
 }
 
-/// Runs an event loop with one QtQueue, which it publishes once it exists.
-class WorkerQueue::Thread final : public QThread {
-public:
-    QtQueue* waitForQueue()
-    {
-        std::unique_lock guard(m_lock);
-        m_ready.wait(guard, [this] { return m_queue != nullptr; });
-        return m_queue;
-    }
-
-private:
-    void run() override
-    {
-        QtQueue queue;
-        {
-            const std::lock_guard guard(m_lock);
-            m_queue = &queue;
-            m_ready.notify_all();
-        }
-        exec();
-    }
-
-    std::mutex m_lock;
-    std::condition_variable m_ready;
-    QtQueue* m_queue = nullptr;
-};
-
 WorkerQueue::WorkerQueue(const QString& label)
-    : m_thread(std::make_unique<Thread>())
 {
-    m_thread->setObjectName(threadName(label));
-    m_thread->start();
-    m_queue = m_thread->waitForQueue();
+    std::promise<QtQueue*> ready;
+    auto queue = ready.get_future();
+    // The promise lives as long as the thread: it may still be telling of its value when that has been read.
+    m_thread = std::thread([this, ready = std::move(ready), name = threadName(label)]() mutable {
+        setThreadName(&::pthread_setname_np, name.constData());
+        run(ready);
+    });
+    try {
+        m_queue = queue.get();
+    } catch (...) {
+        m_thread.join();
+        throw;
+    }
+}
+
+void WorkerQueue::run(std::promise<QtQueue*>& ready)
+{
+    std::optional<QEventLoop> loop;
+    std::optional<QtQueue> queue;
+    try {
+        m_loop = &loop.emplace(); // first: it gives this thread its event dispatcher
+        ready.set_value(&queue.emplace());
+    } catch (...) {
+        ready.set_exception(std::current_exception());
+        return;
+    }
+    loop->exec();
 }
 
 WorkerQueue::~WorkerQueue()
 {
-    m_thread->quit();
-    m_thread->wait();
+    m_queue->close([this] { m_loop->quit(); });
+    m_thread.join();
 }
 
 } // namespace harrowmint

@@ -2,13 +2,15 @@
 
 #include "base/SerialQueue.h"
 
-#include <QObject>
 #include <QString>
-#include <QThread>
 #include <deque>
+#include <future>
 #include <memory>
 #include <mutex>
+#include <thread>
+#include <vector>
 
+class QEventLoop;
 class QSocketNotifier;
 
 namespace harrowmint {
@@ -27,21 +29,31 @@ public:
     [[nodiscard]] std::chrono::system_clock::time_point date() const override;
     [[nodiscard]] bool isCurrent() const override;
 
+    /// Runs no further task but `last`, if there is one: those waiting, and those given from now on, are dropped. Any
+    /// thread.
+    void close(Task last = {});
+
 private:
+    void wake();
+    Task takeTask();
     void runWaitingTasks();
 
-    QThread* m_thread;
+    const std::thread::id m_thread = std::this_thread::get_id();
     std::mutex m_lock;
     std::deque<Task> m_waiting;
+    std::vector<Task> m_dropped;
+    bool m_closed = false;
     int m_readEnd = -1;
     int m_writeEnd = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
 /// A thread of its own with a QtQueue on it; the thread's name is the queue's label, shortened where the system must.
-/// Created and destroyed on another thread than its own; destruction waits for the running task and drops the others.
+/// Created and destroyed on another thread than its own, while the application object lives; destruction waits for the
+/// running task and drops the others.
 class WorkerQueue final : public SerialQueue {
 public:
+    /// Throws std::system_error when there can be no thread or no pipe.
     explicit WorkerQueue(const QString& label);
     ~WorkerQueue() override;
 
@@ -52,9 +64,12 @@ public:
     [[nodiscard]] bool isCurrent() const override { return m_queue->isCurrent(); }
 
 private:
-    class Thread;
-    std::unique_ptr<Thread> m_thread;
+    void run(std::promise<QtQueue*>& ready);
+
+    // A standard thread, because the thread sanitizer cannot see how the toolkit's own joins.
+    std::thread m_thread;
     QtQueue* m_queue = nullptr;
+    QEventLoop* m_loop = nullptr;
 };
 
 } // namespace harrowmint

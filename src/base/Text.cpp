@@ -1,22 +1,12 @@
 #include "base/Text.h"
 
 #include <QChar>
-#include <QTextBoundaryFinder>
 #include <algorithm>
 #include <bitset>
 
 namespace harrowmint {
 
 namespace {
-
-/// Takes the first scalar off `text`, which is not empty; an unpaired surrogate is taken as it is.
-char32_t takeScalar(QStringView& text)
-{
-    const bool isPair = text.size() > 1 && text[0].isHighSurrogate() && text[1].isLowSurrogate();
-    const char32_t scalar = isPair ? QChar::surrogateToUcs4(text[0], text[1]) : text[0].unicode();
-    text = text.sliced(isPair ? 2 : 1);
-    return scalar;
-}
 
 template <class Keep>
 QString rebuilt(QStringView text, Keep&& keep)
@@ -60,6 +50,14 @@ bool hasControls(QStringView text)
 
 } // namespace
 
+char32_t takeScalar(QStringView& text)
+{
+    const bool isPair = text.size() > 1 && text[0].isHighSurrogate() && text[1].isLowSurrogate();
+    const char32_t scalar = isPair ? QChar::surrogateToUcs4(text[0], text[1]) : text[0].unicode();
+    text = text.sliced(isPair ? 2 : 1);
+    return scalar;
+}
+
 bool isControl(char32_t scalar)
 {
     const auto category = QChar::category(scalar);
@@ -82,18 +80,6 @@ qsizetype scalarCount(QStringView text)
     for (; !text.isEmpty(); ++count)
         takeScalar(text);
     return count;
-}
-
-bool hasMoreCharactersThan(QStringView text, qsizetype limit)
-{
-    if (text.size() <= limit)
-        return false;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    for (qsizetype characters = 0; finder.toNextBoundary() != -1;) {
-        if (++characters > limit)
-            return true;
-    }
-    return false;
 }
 
 QString trimmed(QStringView text)

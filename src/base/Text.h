@@ -12,9 +12,11 @@ namespace harrowmint {
 /// Whether `scalar` is white space or a newline: general category Zs, tab, or `isNewline`.
 [[nodiscard]] bool isWhitespaceOrNewline(char32_t scalar);
 
+/// Takes the first scalar off `text`, which is not empty; an unpaired surrogate is taken as it is.
+char32_t takeScalar(QStringView& text);
 /// The number of Unicode scalars (code points; an unpaired surrogate counts as one).
 [[nodiscard]] qsizetype scalarCount(QStringView text);
-/// Whether `text` has more than `limit` characters as a person sees them (grapheme clusters, UAX #29).
+/// Whether `text` has more than `limit` characters as a person sees them (extended grapheme clusters, UAX #29).
 [[nodiscard]] bool hasMoreCharactersThan(QStringView text, qsizetype limit);
 
 /// `text` without white space and newlines at either end.

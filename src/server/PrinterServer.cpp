@@ -1,7 +1,7 @@
 #include "server/PrinterServerImplementation.h"
 
 #include "base/PrinterError.h"
-#include "server/ThreadName.h"
+#include "server/Platform.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -66,6 +66,8 @@ asio::error_code PrinterServer::Implementation::listen()
 {
     asio::error_code error;
     m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (!error) // inherited by every accepted socket
+        m_acceptor.set_option(tcp::no_delay(true), error);
     if (!error)
         m_acceptor.bind({asio::ip::address_v4::loopback(), m_port}, error);
     if (!error)
@@ -87,9 +89,7 @@ void PrinterServer::Implementation::stop()
         m_thread.join();
     asio::error_code ignored;
     m_acceptor.close(ignored);
-    for (const auto& [id, connection] : m_connections)
-        connection->socket.close(ignored);
-    for (const ConnectionPointer& connection : m_draining)
+    for (const ConnectionPointer& connection : everyConnection())
         connection->socket.close(ignored);
     m_connections.clear();
     m_draining.clear();
@@ -102,6 +102,14 @@ void PrinterServer::Implementation::report(const QString& text, bool ok)
         if (self && self->m_owner && self->m_owner->status)
             self->m_owner->status(text, ok);
     });
+}
+
+std::vector<ConnectionPointer> PrinterServer::Implementation::everyConnection() const
+{
+    std::vector<ConnectionPointer> all(m_draining.begin(), m_draining.end());
+    for (const auto& [id, connection] : m_connections)
+        all.push_back(connection);
+    return all;
 }
 
 // Accepting
@@ -134,8 +142,6 @@ void PrinterServer::Implementation::accept(tcp::socket socket)
     closeOnExec(socket.native_handle());
     if (m_connections.size() >= m_limits.connections)
         return; // closes it
-    asio::error_code ignored;
-    socket.set_option(tcp::no_delay(true), ignored);
     const auto connection = std::make_shared<Connection>(m_nextId++, std::move(socket));
     m_connections.emplace(connection->id, connection);
     closeAt(connection, connection->acceptedAt + std::min(m_limits.idle, m_limits.lifetime));
@@ -147,16 +153,16 @@ void PrinterServer::Implementation::accept(tcp::socket socket)
 void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 {
     // One byte more than a request may have is enough to refuse it.
-    const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->received);
-    connection->buffer.resize(connection->received + room);
+    const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->transferred);
+    connection->buffer.resize(connection->transferred + room);
     connection->socket.async_read_some(
-        asio::buffer(connection->buffer.data() + connection->received, static_cast<std::size_t>(room)),
+        asio::buffer(connection->buffer.data() + connection->transferred, static_cast<std::size_t>(room)),
         [this, connection](const asio::error_code& error, std::size_t bytes) {
             if (!isOpen(connection))
                 return;
             if (error)
                 return close(connection); // also at the peer's end: it has sent no complete request
-            connection->received += static_cast<qsizetype>(bytes);
+            connection->transferred += static_cast<qsizetype>(bytes);
             received(connection);
         });
 }
@@ -164,7 +170,7 @@ void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 void PrinterServer::Implementation::received(const ConnectionPointer& connection)
 {
     try {
-        const QByteArrayView data(connection->buffer.constData(), connection->received);
+        const QByteArrayView data(connection->buffer.constData(), connection->transferred);
         if (std::optional<HTTPRequest> request = HTTPRequest::parse(data))
             handOver(connection, *std::move(request));
         else
@@ -179,7 +185,8 @@ void PrinterServer::Implementation::handOver(const ConnectionPointer& connection
     connection->waitsForPrinterOrUser =
         request.path == QStringLiteral("/print") || request.path == QStringLiteral("/pair");
     connection->buffer.clear();
-    closeOnFailure(connection);
+    if (connection->waitsForPrinterOrUser)
+        closeOnFailure(connection);
     m_main.async([weak = weak_from_this(), request = std::move(request), answer = replyCallback(connection->id)] {
         const auto self = weak.lock();
         if (!self || !self->m_owner)
@@ -212,13 +219,22 @@ void PrinterServer::Implementation::reply(std::uint64_t id, const HTTPReply& rep
     if (!connection)
         return;
     connection->buffer = reply.encoded();
-    asio::async_write(connection->socket,
-        asio::buffer(connection->buffer.constData(), static_cast<std::size_t>(connection->buffer.size())),
-        [this, connection](const asio::error_code& error, std::size_t) {
+    connection->transferred = 0;
+    sendRest(connection);
+}
+
+void PrinterServer::Implementation::sendRest(const ConnectionPointer& connection)
+{
+    const QByteArrayView rest = QByteArrayView(connection->buffer).sliced(connection->transferred);
+    connection->socket.async_send(asio::buffer(rest.data(), static_cast<std::size_t>(rest.size())), lastBytesFlags(),
+        [this, connection](const asio::error_code& error, std::size_t bytes) {
             if (!isOpen(connection))
                 return;
             if (error)
-                close(connection);
+                return close(connection);
+            connection->transferred += static_cast<qsizetype>(bytes);
+            if (connection->transferred < connection->buffer.size())
+                sendRest(connection);
             else
                 drain(connection);
         });
@@ -235,12 +251,32 @@ void PrinterServer::Implementation::abandon(std::uint64_t id)
 /// Replaces any earlier deadline.
 void PrinterServer::Implementation::closeAt(const ConnectionPointer& connection, Clock::time_point deadline)
 {
-    connection->timer.expires_at(deadline);
-    connection->timer.async_wait([this, connection](const asio::error_code& error) {
-        // A deadline that was replaced while its call was already under way does not count.
-        if (!error && connection->timer.expiry() <= Clock::now())
-            expired(connection);
+    connection->deadline = deadline;
+    sweepBy(deadline);
+}
+
+void PrinterServer::Implementation::sweepBy(Clock::time_point deadline)
+{
+    if (m_sweepIsDue && m_sweepTimer.expiry() <= deadline)
+        return;
+    m_sweepIsDue = true;
+    m_sweepTimer.expires_at(deadline);
+    m_sweepTimer.async_wait([this](const asio::error_code& error) {
+        if (!error)
+            sweep();
     });
+}
+
+void PrinterServer::Implementation::sweep()
+{
+    m_sweepIsDue = false;
+    const Clock::time_point now = Clock::now();
+    for (const ConnectionPointer& connection : everyConnection()) {
+        if (connection->deadline <= now)
+            expired(connection);
+        else
+            sweepBy(connection->deadline);
+    }
 }
 
 void PrinterServer::Implementation::expired(const ConnectionPointer& connection)
@@ -252,7 +288,7 @@ void PrinterServer::Implementation::expired(const ConnectionPointer& connection)
         close(connection);
 }
 
-/// While the handler works nobody reads, so that a reset connection would hold its place until its time is over.
+/// While the handler works nobody reads, so that a reset connection would hold its place until its lifetime is over.
 void PrinterServer::Implementation::closeOnFailure(const ConnectionPointer& connection)
 {
     connection->socket.async_wait(tcp::socket::wait_error, [this, connection](const asio::error_code& error) {
@@ -266,7 +302,6 @@ void PrinterServer::Implementation::close(const ConnectionPointer& connection)
 {
     if (m_connections.erase(connection->id) == 0)
         m_draining.remove(connection);
-    connection->timer.cancel();
     asio::error_code ignored;
     connection->socket.close(ignored);
 }

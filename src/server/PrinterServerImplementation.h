@@ -10,12 +10,12 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/write.hpp>
 
 #include <array>
 #include <list>
 #include <map>
 #include <thread>
+#include <vector>
 
 namespace harrowmint {
 
@@ -30,17 +30,16 @@ struct Connection {
     Connection(std::uint64_t number, tcp::socket accepted)
         : id(number)
         , socket(std::move(accepted))
-        , timer(socket.get_executor())
     {
     }
 
     const std::uint64_t id;
     tcp::socket socket;
-    asio::steady_timer timer; ///< closes the connection when it expires
     const Clock::time_point acceptedAt = Clock::now();
+    Clock::time_point deadline; ///< when it is closed at the latest
     bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
     QByteArray buffer; ///< the request as received so far, later the encoded reply
-    qsizetype received = 0; ///< bytes of the request in `buffer`
+    qsizetype transferred = 0; ///< bytes in `buffer` that were received, later those that were sent
     std::size_t drained = 0; ///< bytes discarded after the reply
 };
 using ConnectionPointer = std::shared_ptr<Connection>;
@@ -78,8 +77,11 @@ private:
     void handOver(const ConnectionPointer& connection, HTTPRequest request);
     ReplyCallback replyCallback(std::uint64_t id);
     void reply(std::uint64_t id, const HTTPReply& reply);
+    void sendRest(const ConnectionPointer& connection);
     void abandon(std::uint64_t id);
     void closeAt(const ConnectionPointer& connection, Clock::time_point deadline);
+    void sweepBy(Clock::time_point deadline);
+    void sweep();
     void expired(const ConnectionPointer& connection);
     void closeOnFailure(const ConnectionPointer& connection);
     void close(const ConnectionPointer& connection);
@@ -92,6 +94,7 @@ private:
         const auto found = m_connections.find(id);
         return found == m_connections.end() ? nullptr : found->second;
     }
+    [[nodiscard]] std::vector<ConnectionPointer> everyConnection() const;
     [[nodiscard]] bool isOpen(const ConnectionPointer& connection) const
     {
         return m_connections.contains(connection->id);
@@ -107,6 +110,9 @@ private:
     asio::executor_work_guard<asio::io_context::executor_type> m_work{m_context.get_executor()};
     tcp::acceptor m_acceptor{m_context};
     asio::steady_timer m_acceptTimer{m_context};
+    /// One timer for all connections: it is rarely set, because it may run for one that is gone already.
+    asio::steady_timer m_sweepTimer{m_context};
+    bool m_sweepIsDue = false;
     std::map<std::uint64_t, ConnectionPointer> m_connections;
     std::list<ConnectionPointer> m_draining; ///< the oldest first
     std::uint64_t m_nextId = 0;

@@ -37,19 +37,19 @@ class BrokenPipeBlock {
 public:
     BrokenPipeBlock()
     {
-        ::sigemptyset(&m_signals);
-        ::sigaddset(&m_signals, SIGPIPE);
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGPIPE);
         ::pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
     }
     BrokenPipeBlock(const BrokenPipeBlock&) = delete;
     BrokenPipeBlock& operator=(const BrokenPipeBlock&) = delete;
     ~BrokenPipeBlock()
     {
-        if (::sigismember(&m_before, SIGPIPE) == 1)
+        if (sigismember(&m_before, SIGPIPE) == 1)
             return;
         sigset_t pending;
         int number = 0;
-        if (::sigpending(&pending) == 0 && ::sigismember(&pending, SIGPIPE) == 1)
+        if (::sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1)
             ::sigwait(&m_signals, &number);
         ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }

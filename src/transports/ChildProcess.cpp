@@ -45,7 +45,7 @@ public:
     {
         sigset_t none;
         sigset_t all;
-        ::sigemptyset(&none);
+        sigemptyset(&none);
         // Not sigfillset: glibc leaves its two internal signals out, and they would then be ignored in the child.
         std::memset(&all, 0xff, sizeof all);
         check(::posix_spawnattr_setsigmask(&m_attributes, &none));

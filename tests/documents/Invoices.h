@@ -30,7 +30,7 @@ inline const Members envelope{{"action", "\"print\""}, {"documentType", "\"invoi
     return invoice.with("lineItems", '[' + item.json() + ']');
 }
 
-[[nodiscard]] inline QString failure(const QByteArray& body)
+[[nodiscard]] inline QString requestFailure(const QByteArray& body)
 {
     return failureOf([&] { (void)receipt(body); });
 }

@@ -46,7 +46,7 @@ inline const Members qr{{"type", "\"qr\""}, {"text", "\"https://a.example\""}};
     return failureOf([&] { (void)block(members); });
 }
 
-[[nodiscard]] inline QString failure(const QByteArray& json)
+[[nodiscard]] inline QString documentFailure(const QByteArray& json)
 {
     return failureOf([&] { (void)decoded<ReceiptDocument>(json); });
 }

@@ -96,7 +96,7 @@ TEST(ReceiptDocument, BottomPaddingIs0To400)
     EXPECT_EQ(padding("0"), 0);
     EXPECT_EQ(padding("400"), 400);
     for (const char* json : {"-1", "401", "1.5", "null", "\"1\"", "true"}) {
-        EXPECT_EQ(failure(document.with("bottomPadding", json).json()),
+        EXPECT_EQ(documentFailure(document.with("bottomPadding", json).json()),
             QStringLiteral("Invalid receipt dimension: bottomPadding"))
             << json;
     }

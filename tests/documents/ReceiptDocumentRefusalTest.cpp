@@ -20,7 +20,7 @@ class ReceiptDocumentRefusal : public testing::TestWithParam<Refusal> { };
 
 TEST_P(ReceiptDocumentRefusal, GivesTheSentence)
 {
-    EXPECT_EQ(failure(GetParam().json), QString::fromUtf8(GetParam().message));
+    EXPECT_EQ(documentFailure(GetParam().json), QString::fromUtf8(GetParam().message));
 }
 
 const auto nameOf = [](const auto& test) { return std::string(test.param.name); };

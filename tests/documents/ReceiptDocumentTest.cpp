@@ -176,7 +176,7 @@ TEST(ReceiptDocument, TakesUpTo256Blocks)
     const std::vector<QByteArray> most(256, rule.json());
     EXPECT_EQ(decoded<ReceiptDocument>(withBlocks(most)).blocks.size(), 256U);
     const std::vector<QByteArray> tooMany(257, rule.json());
-    EXPECT_EQ(failure(withBlocks(tooMany)), QStringLiteral("Unsupported or invalid receipt document."));
+    EXPECT_EQ(documentFailure(withBlocks(tooMany)), QStringLiteral("Unsupported or invalid receipt document."));
 }
 
 TEST(ReceiptDocument, TakesUpTo24000ScalarsInAll)
@@ -188,7 +188,7 @@ TEST(ReceiptDocument, TakesUpTo24000ScalarsInAll)
     blocks.push_back(imageOf(8, 1).json());
     EXPECT_EQ(decoded<ReceiptDocument>(withBlocks(blocks)).blocks.size(), 15U);
     blocks.push_back(text.with("text", "\"a\"").json());
-    EXPECT_EQ(failure(withBlocks(blocks)), QStringLiteral("Receipt text is too long."));
+    EXPECT_EQ(documentFailure(withBlocks(blocks)), QStringLiteral("Receipt text is too long."));
 }
 
 TEST(ReceiptDocument, WhatCleaningTakesAwayDoesNotCountInAll)
@@ -209,20 +209,21 @@ TEST(ReceiptDocument, QrPayloadsCountTowardsTheTextInAll)
 {
     std::vector<QByteArray> blocks(12, text.with("text", quoted(letters(2000))).json());
     blocks.push_back(qr.with("text", "\"a\"").json());
-    EXPECT_EQ(failure(withBlocks(blocks)), QStringLiteral("Receipt text is too long."));
+    EXPECT_EQ(documentFailure(withBlocks(blocks)), QStringLiteral("Receipt text is too long."));
 }
 
 TEST(ReceiptDocument, TakesTwoQrCodes)
 {
     EXPECT_EQ(decoded<ReceiptDocument>(withBlocks({qr.json(), qr.json()})).blocks.size(), 2U);
-    EXPECT_EQ(failure(withBlocks({qr.json(), qr.json(), qr.json()})), QStringLiteral("Invalid receipt QR code."));
+    EXPECT_EQ(
+        documentFailure(withBlocks({qr.json(), qr.json(), qr.json()})), QStringLiteral("Invalid receipt QR code."));
 }
 
 TEST(ReceiptDocument, TakesTwoImages)
 {
     const QByteArray one = imageOf(8, 1).json();
     EXPECT_EQ(decoded<ReceiptDocument>(withBlocks({one, one})).blocks.size(), 2U);
-    EXPECT_EQ(failure(withBlocks({one, one, one})), QStringLiteral("Invalid receipt image."));
+    EXPECT_EQ(documentFailure(withBlocks({one, one, one})), QStringLiteral("Invalid receipt image."));
 }
 
 TEST(ReceiptDocument, TakesUpTo65536ImageBytesInAll)
@@ -230,9 +231,11 @@ TEST(ReceiptDocument, TakesUpTo65536ImageBytesInAll)
     const QByteArray largest = imageOf(576, 512).json(); // 36864 bytes, 49152 characters
     const auto fits = decoded<ReceiptDocument>(withBlocks({largest, imageOf(512, 448).json()})); // 28672 bytes
     EXPECT_EQ(fits.blocks[0].data.size(), 49152);
-    EXPECT_EQ(failure(withBlocks({largest, imageOf(512, 449).json()})), QStringLiteral("Receipt image is too large."));
-    EXPECT_EQ(failure(withBlocks({largest, largest})), QStringLiteral("Receipt image is too large."));
-    EXPECT_EQ(failure(withBlocks({largest, text.json(), imageOf(576, 512).json(), text.with("text", "1").json()})),
+    EXPECT_EQ(documentFailure(withBlocks({largest, imageOf(512, 449).json()})),
+        QStringLiteral("Receipt image is too large."));
+    EXPECT_EQ(documentFailure(withBlocks({largest, largest})), QStringLiteral("Receipt image is too large."));
+    EXPECT_EQ(
+        documentFailure(withBlocks({largest, text.json(), imageOf(576, 512).json(), text.with("text", "1").json()})),
         QStringLiteral("Receipt image is too large."));
 }
 

@@ -48,20 +48,20 @@ TEST(ReceiptEnvelope, IgnoresKeysThatItDoesNotKnow)
 TEST(ReceiptEnvelope, TakesTheLastOfDuplicateKeys)
 {
     const QByteArray body = envelope.json();
-    EXPECT_EQ(failure(body.chopped(1) + ",\"action\":\"test\"}"), QString::fromUtf8(invalidInvoice));
+    EXPECT_EQ(requestFailure(body.chopped(1) + ",\"action\":\"test\"}"), QString::fromUtf8(invalidInvoice));
     EXPECT_EQ(texts(receipt("{\"invoice\":1," + body.sliced(1))), texts(receipt(body)));
 }
 
 TEST(ReceiptEnvelope, TakesBodiesOfUpTo131072Bytes)
 {
     EXPECT_EQ(receipt(bodyOf(131072)).lines.size(), 8U);
-    EXPECT_EQ(failure(bodyOf(131073)), QStringLiteral("Receipt is too large."));
+    EXPECT_EQ(requestFailure(bodyOf(131073)), QStringLiteral("Receipt is too large."));
 }
 
 TEST(ReceiptEnvelope, RefusesALargeBodyBeforeItIsParsed)
 {
-    EXPECT_EQ(failure(QByteArray(131073, '?')), QStringLiteral("Receipt is too large."));
-    EXPECT_NE(failure(QByteArray(131072, '?')), QStringLiteral("Receipt is too large."));
+    EXPECT_EQ(requestFailure(QByteArray(131073, '?')), QStringLiteral("Receipt is too large."));
+    EXPECT_NE(requestFailure(QByteArray(131072, '?')), QStringLiteral("Receipt is too large."));
 }
 
 TEST(ReceiptEnvelope, TextThatIsNotJsonGetsTheParsersOwnSentence)
@@ -71,23 +71,23 @@ TEST(ReceiptEnvelope, TextThatIsNotJsonGetsTheParsersOwnSentence)
             "{\"a\":\"\\ud800\"}", "{\"a\":\"\xff\"}", "{\"a\":18446744073709551616}", "{\"a\":1e400}"}) {
         const QString parser = failureOf([&] { const JSONDocument document{QByteArray(body)}; });
         EXPECT_NE(parser, QStringLiteral("(no failure)")) << body;
-        EXPECT_EQ(failure(body), parser) << body;
+        EXPECT_EQ(requestFailure(body), parser) << body;
     }
 }
 
 TEST(ReceiptEnvelope, DeepNestingIsNotJson)
 {
     const QByteArray deep = QByteArray(65000, '[') + QByteArray(65000, ']');
-    EXPECT_EQ(failure(deep), failureOf([&] { const JSONDocument document(deep); }));
-    EXPECT_NE(failure(deep), QString::fromUtf8(invalidInvoice));
+    EXPECT_EQ(requestFailure(deep), failureOf([&] { const JSONDocument document(deep); }));
+    EXPECT_NE(requestFailure(deep), QString::fromUtf8(invalidInvoice));
 }
 
 TEST(ReceiptEnvelope, Takes1To60Items)
 {
-    EXPECT_EQ(failure(itemsOf(0).json()), QString::fromUtf8(invalidInvoice));
+    EXPECT_EQ(requestFailure(itemsOf(0).json()), QString::fromUtf8(invalidInvoice));
     EXPECT_EQ(receipt(itemsOf(1).json()).lines.size(), 8U);
     EXPECT_EQ(receipt(itemsOf(60).json()).lines.size(), 6U + 2 * 60);
-    EXPECT_EQ(failure(itemsOf(61).json()), QString::fromUtf8(invalidInvoice));
+    EXPECT_EQ(requestFailure(itemsOf(61).json()), QString::fromUtf8(invalidInvoice));
 }
 
 struct Refusal {
@@ -105,7 +105,7 @@ class ReceiptEnvelopeRefusal : public testing::TestWithParam<Refusal> { };
 
 TEST_P(ReceiptEnvelopeRefusal, GivesTheSentence)
 {
-    EXPECT_EQ(failure(GetParam().body), QString::fromUtf8(GetParam().message));
+    EXPECT_EQ(requestFailure(GetParam().body), QString::fromUtf8(GetParam().message));
 }
 
 const auto nameOf = [](const auto& test) { return std::string(test.param.name); };

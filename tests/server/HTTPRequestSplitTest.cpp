@@ -54,7 +54,7 @@ const std::vector<Sample>& samples()
 RequestVerdict verdictInPieces(QByteArrayView data, const std::vector<qsizetype>& ends)
 {
     for (const qsizetype end : ends) {
-        const RequestVerdict verdict = verdictOn(data.first(end));
+        RequestVerdict verdict = verdictOn(data.first(end));
         if (!verdict.isIncomplete())
             return verdict;
     }

@@ -44,6 +44,7 @@ TEST_F(PrinterServerConnections, AreTwelveAndTheThirteenthIsClosedUnanswered)
 {
     serve(patient());
     std::vector<Client> clients;
+    clients.reserve(12);
     for (int i = 0; i < 12; ++i)
         clients.emplace_back(port());
     Client thirteenth(port());

@@ -193,6 +193,7 @@ TEST_F(PrinterServerReplies, ReachManyClientsAtOnce)
 {
     serve(patient());
     std::vector<std::thread> clients;
+    clients.reserve(12);
     std::atomic<int> good = 0;
     for (int number = 0; number < 12; ++number) {
         clients.emplace_back([this, number, &good] {

@@ -39,9 +39,10 @@ using Statuses = std::vector<std::pair<QString, bool>>;
 /// A PrinterServer on a port that the system chooses, with a thread as its main queue. The test's own thread plays the
 /// clients.
 class ServerTest : public testing::Test {
-protected:
+public:
     ~ServerTest() override { destroy(); }
 
+protected:
     /// Makes a server; by default it answers each request with its path.
     void serve(const PrinterServerLimits& limits, PrinterServer::Handler handler = echo)
     {

@@ -78,9 +78,9 @@ TEST_F(PaperFolder, IsCreatedWhenItIsMissing)
 
 TEST_F(PaperFolder, GivesEveryWriterANameOfItsOwn)
 {
-    std::vector<std::thread> writers;
-    for (int i = 0; i < 4; ++i) {
-        writers.emplace_back([this] {
+    std::vector<std::thread> writers(4);
+    for (std::thread& writer : writers) {
+        writer = std::thread([this] {
             for (int n = 0; n < 5; ++n)
                 savePaper(oneRow(8), folder());
         });

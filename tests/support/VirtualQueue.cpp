@@ -6,24 +6,36 @@ namespace harrowmint::test {
 
 VirtualClock::Key VirtualClock::add(Duration delay, const void* queue, SerialQueue::Task task)
 {
-    const Key key{m_elapsed + std::max(delay, Duration::zero()), m_next++};
+    const Duration wait = std::clamp(delay, Duration::zero(), Duration::max() - m_elapsed);
+    const Key key{m_elapsed + wait, m_next++};
     m_events.emplace(key, Event{queue, std::move(task)});
     return key;
 }
 
+void VirtualClock::remove(const Key& key)
+{
+    // Taken out before it dies: what a task holds may cancel other timers as it goes.
+    const auto removed = m_events.extract(key);
+}
+
 void VirtualClock::dropAllOf(const void* queue)
 {
-    std::erase_if(m_events, [queue](const auto& event) { return event.second.queue == queue; });
+    const auto isOfQueue = [queue](const auto& event) { return event.second.queue == queue; };
+    for (;;) {
+        const auto found = std::find_if(m_events.begin(), m_events.end(), isOfQueue);
+        if (found == m_events.end())
+            return;
+        const auto removed = m_events.extract(found);
+    }
 }
 
 int VirtualClock::runDue()
 {
     int count = 0;
     while (!m_events.empty() && m_events.begin()->first.first <= m_elapsed) {
-        const Event event = std::move(m_events.begin()->second);
-        m_events.erase(m_events.begin());
-        const void* outer = std::exchange(m_running, event.queue);
-        event.task();
+        const auto event = m_events.extract(m_events.begin());
+        const void* outer = std::exchange(m_running, event.mapped().queue);
+        event.mapped().task();
         m_running = outer;
         ++count;
     }
@@ -38,7 +50,8 @@ void VirtualClock::advance(Duration duration)
         m_elapsed = std::max(m_elapsed, m_events.begin()->first.first);
         runDue();
     }
-    m_elapsed = end;
+    // A task may have advanced the clock itself, and further.
+    m_elapsed = std::max(m_elapsed, end);
 }
 
 bool VirtualClock::runNext()

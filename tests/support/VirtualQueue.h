@@ -40,7 +40,7 @@ private:
     using Key = std::pair<Duration, std::uint64_t>;
 
     Key add(Duration delay, const void* queue, SerialQueue::Task task);
-    void remove(const Key& key) { m_events.erase(key); }
+    void remove(const Key& key);
     void dropAllOf(const void* queue);
 
     struct Event {

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <cerrno>
 #include <sys/wait.h>
+#include <thread>
 
 namespace harrowmint::test {
 
@@ -59,6 +60,13 @@ bool ScriptedPrograms::hasChild()
 {
     siginfo_t info = {};
     return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+void ScriptedPrograms::waitUntilReaped()
+{
+    for (int i = 0; i < 6000 && hasChild(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_FALSE(hasChild());
 }
 
 QStringList ScriptedPrograms::openDescriptors()

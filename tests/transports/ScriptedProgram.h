@@ -48,6 +48,8 @@ protected:
 
     /// Whether this process has a child, ended or not.
     [[nodiscard]] static bool hasChild();
+    /// Waits for a child that is reaped by somebody else, with all the patience there is.
+    static void waitUntilReaped();
     [[nodiscard]] static QStringList openDescriptors();
 
 private:

@@ -1,10 +1,14 @@
 #include "ScriptedProgram.h"
 
+#include <QFile>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -152,6 +156,47 @@ TEST_F(USBChild, KeepsItsOwnPipesOutOfAnother)
         print(first);
     writeFile(second + QStringLiteral(".go"), "");
     other.join();
+}
+
+/// Lets this process have no descriptor numbered `limit` or above, as long as it lives.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(int limit)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit tight{static_cast<rlim_t>(limit), m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &tight);
+    }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
+TEST_F(USBChild, IsNotLeftBehindWhenDescriptorsRunOut)
+{
+    const QString program = observer();
+    const int firstFree = ::dup(STDIN_FILENO);
+    ::close(firstFree);
+    constexpr int enough = 20;
+    int failures = 0;
+    for (int spare = 0; spare < enough; ++spare) {
+        int code = 0;
+        try {
+            const DescriptorLimit limit(firstFree + spare);
+            USBBackend::print("job", printerURI, {}, program, patient);
+        } catch (const std::system_error& error) {
+            code = error.code().value();
+        }
+        EXPECT_TRUE(code == 0 || code == EMFILE) << code;
+        EXPECT_EQ(code == 0, QFile::exists(program + QStringLiteral(".input")));
+        failures += code == EMFILE ? 1 : 0;
+        waitUntilReaped();
+    }
+    EXPECT_GE(failures, 6); // the null device, two pipes and what tells the end
+    EXPECT_LT(failures, enough);
 }
 
 void ignoreSignal(int) { }

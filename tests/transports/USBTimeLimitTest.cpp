@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <chrono>
-#include <thread>
 
 namespace harrowmint::test {
 namespace {
@@ -122,9 +121,7 @@ TEST_F(USBTimeLimit, ReturnsThoughTheProgramCannotDieAndReapsItLater)
         GTEST_SKIP() << "this system does not let a process be traced";
     EXPECT_TRUE(hasChild()) << "the program was to outlive its killing";
     writeFile(program + QStringLiteral(".release"), "");
-    for (int i = 0; i < 6000 && hasChild(); ++i)
-        std::this_thread::sleep_for(milliseconds(10));
-    EXPECT_FALSE(hasChild());
+    waitUntilReaped();
 }
 
 } // namespace

@@ -114,9 +114,9 @@ TEST(USBTransferProgress, AcknowledgesOnceWhicheverThreadBringsTheLine)
     USBTransferProgress progress(12);
     static_cast<void>(progress.consume("DEBUG: Sent 12 bytes...\n"));
     std::atomic<int> acknowledgements = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] { acknowledgements += progress.consume(waiting) ? 1 : 0; });
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads)
+        thread = std::thread([&] { acknowledgements += progress.consume(waiting) ? 1 : 0; });
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(acknowledgements, 1);

@@ -1,4 +1,4 @@
-#include "server/ThreadName.h"
+#include "server/Platform.h"
 
 #include <pthread.h>
 #include <string>
@@ -8,6 +8,11 @@ namespace harrowmint {
 void nameThisThread(std::string_view label)
 {
     ::pthread_setname_np(std::string(label).c_str());
+}
+
+int lastBytesFlags()
+{
+    return 0;
 }
 
 } // namespace harrowmint

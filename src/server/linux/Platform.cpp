@@ -1,7 +1,8 @@
-#include "server/ThreadName.h"
+#include "server/Platform.h"
 
 #include <pthread.h>
 #include <string>
+#include <sys/socket.h>
 
 namespace harrowmint {
 
@@ -10,6 +11,11 @@ void nameThisThread(std::string_view label)
     // The kernel keeps 15 bytes and refuses more; the last part of a reverse-DNS label is the telling one.
     const std::string name(label.substr(label.rfind('.') + 1, 15));
     ::pthread_setname_np(::pthread_self(), name.c_str());
+}
+
+int lastBytesFlags()
+{
+    return MSG_MORE;
 }
 
 } // namespace harrowmint

@@ -1,0 +1,14 @@
+#include "app/Agent.h"
+#include "settings/PrinterSettings.h"
+#include "transports/USBBackend.h"
+
+int main(int argc, char** argv)
+{
+    return harrowmint::runAgent(argc, argv, [] {
+        return harrowmint::AgentConfiguration{
+            .directory = harrowmint::PrinterSettings::directory(),
+            .transports = harrowmint::agentTransports(harrowmint::USBBackend::path()),
+            .log = {},
+        };
+    });
+}

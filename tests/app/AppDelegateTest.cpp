@@ -1,0 +1,272 @@
+#include "app/AppDelegate.h"
+
+#include "base/PrinterError.h"
+#include "base/QtQueue.h"
+#include "support/HttpClient.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <future>
+#include <gtest/gtest.h>
+
+using namespace harrowmint;
+using namespace harrowmint::test;
+
+namespace {
+
+const QByteArray store = "https://shop.example.com";
+const auto settingsUnreadableText =
+    QStringLiteral("Local settings could not be read. Website printing is disabled until this is resolved.");
+
+QByteArray sample(const QString& name)
+{
+    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// A launched delegate on a port of the system's choice, with printers that remember what they got.
+class AppDelegateTest : public ::testing::Test {
+protected:
+    void saveSettings()
+    {
+        PrinterSettings settings;
+        settings.printerURI = QStringLiteral("usb://Acme/TM?serial=1");
+        settings.labelPrinterURI = QStringLiteral("ble:0F8FAD5B-D9CB-469F-A165-70867728950E");
+        settings.origins = {QString::fromLatin1(store)};
+        change(settings);
+        settings.save(directory.path());
+    }
+
+    void launch()
+    {
+        AgentConfiguration configuration;
+        configuration.directory = directory.path();
+        configuration.port = port;
+        configuration.log = [this](const QString& text) { log.append(text); };
+        configuration.transports.usb = [this](const QByteArray& bytes, const QString&, const JobRunner::Transferred&) {
+            printed.append(bytes);
+        };
+        configuration.transports.receiptBLE = [](const QByteArray&, const QString&) {};
+        configuration.transports.receiptSerial = [](const QByteArray&, const QString&) {};
+        configuration.transports.labels = [this](const LabelDocument& label, const QString&) {
+            printed.append(label.bytes());
+        };
+        delegate = std::make_unique<AppDelegate>(main, std::move(configuration));
+        delegate->applicationDidFinishLaunching();
+    }
+
+    /// Exchanges on another thread while the main queue runs here.
+    HttpResponse request(const QByteArray& method, const QByteArray& path, const QByteArray& origin,
+        const QByteArray& body = {}, const QByteArray& headers = {})
+    {
+        const QByteArray bytes = pageRequest(delegate->port(), method, path, origin, body, headers);
+        bool done = false;
+        auto response = std::async(std::launch::async, [&, at = delegate->port()] {
+            const HttpResponse result = exchange(at, bytes);
+            main.async([&done] { done = true; });
+            return result;
+        });
+        runUntil([&] { return done; });
+        return response.get();
+    }
+
+    template <class Condition>
+    static void runUntil(Condition&& condition)
+    {
+        while (!condition())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+
+    std::function<void(PrinterSettings&)> change = [](PrinterSettings&) {};
+    std::uint16_t port = 0;
+    TemporaryDirectory directory;
+    QtQueue main;
+    QStringList log;
+    QByteArrayList printed;
+    std::unique_ptr<AppDelegate> delegate;
+};
+
+QByteArray json(bool success, const QByteArray& message)
+{
+    return QByteArray("{\"success\":") + (success ? "true" : "false") + ",\"message\":\"" + message + "\"}";
+}
+
+} // namespace
+
+TEST_F(AppDelegateTest, PrintsAReceiptOfAnApprovedStoreFromPreflightToReply)
+{
+    saveSettings();
+    launch();
+    const auto preflight = request("OPTIONS", "/print", store, {},
+        "Access-Control-Request-Method: POST\r\nAccess-Control-Request-Headers: content-type\r\n");
+    EXPECT_EQ(preflight.status, 204);
+    EXPECT_EQ(preflight.header("Access-Control-Allow-Origin"), store);
+    const auto reply = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(reply.body, json(true, "Sent to USB printer. Please check the paper."));
+    EXPECT_EQ(reply.header("Access-Control-Allow-Origin"), store);
+    ASSERT_EQ(printed.size(), 1);
+    EXPECT_TRUE(printed[0].startsWith(QByteArray::fromHex("1b401b61001d763000")));
+    EXPECT_EQ(delegate->activityText(), QStringLiteral("Sent to USB printer. Please check the paper."));
+}
+
+TEST_F(AppDelegateTest, PrintsALabel)
+{
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/print", store, sample(QStringLiteral("label.json")));
+    EXPECT_EQ(reply.body, json(true, "Label sent to Bluetooth printer. Please check the paper."));
+    ASSERT_EQ(printed.size(), 1);
+    EXPECT_TRUE(printed[0].startsWith(QByteArray::fromHex("1b401d763000")));
+}
+
+TEST_F(AppDelegateTest, NeverPrintsOneRequestTwice)
+{
+    saveSettings();
+    launch();
+    const QByteArray body = sample(QStringLiteral("invoice-10.json"));
+    EXPECT_EQ(request("POST", "/print", store, body).status, 200);
+    const auto again = request("POST", "/print", store, body);
+    EXPECT_EQ(again.status, 409);
+    EXPECT_EQ(
+        again.body, json(false, "This print request was already sent. Click Receipt again if you need another copy."));
+    EXPECT_EQ(printed.size(), 1);
+}
+
+TEST_F(AppDelegateTest, AnswersABodyThatDoesNotDecodeWith400AndTheOrigin)
+{
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/print", store, R"({"action":"print"})");
+    EXPECT_EQ(reply.status, 400);
+    EXPECT_EQ(reply.body, json(false, "Invalid POS invoice or printer alias. Expected POSPrinter and 1–60 items."));
+    EXPECT_EQ(reply.header("Access-Control-Allow-Origin"), store);
+}
+
+TEST_F(AppDelegateTest, RefusesAStoreThatIsNotApproved)
+{
+    saveSettings();
+    launch();
+    const auto reply =
+        request("POST", "/print", "https://other.example.com", sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(reply.raw.split('\r').first(), QByteArray("HTTP/1.1 428 Error"));
+    EXPECT_TRUE(printed.isEmpty());
+}
+
+TEST_F(AppDelegateTest, RefusesToPrintWhilePaused)
+{
+    change = [](PrinterSettings& settings) { settings.paused = true; };
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(reply.body, json(false, "Resume printing in Harrowmint Printer."));
+}
+
+TEST_F(AppDelegateTest, AnswersAnApprovedStoreThatAsksForApprovalAgain)
+{
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/pair", store, R"({"action":"pair"})");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(reply.body, json(true, "Store connected."));
+}
+
+TEST_F(AppDelegateTest, RefusesAPairingBodyThatIsNotTheSeventeenBytes)
+{
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/pair", store, R"({"action": "pair"})");
+    EXPECT_EQ(reply.status, 400);
+    EXPECT_EQ(reply.body, json(false, "Invalid connection request."));
+}
+
+TEST_F(AppDelegateTest, CannotPairANewStoreWithoutAWindow)
+{
+    saveSettings();
+    launch();
+    const auto reply = request("POST", "/pair", "https://new.example.com", R"({"action":"pair"})");
+    EXPECT_EQ(reply.status, 429);
+    EXPECT_EQ(
+        reply.body, json(false, "Connection unavailable. Wait, or disconnect an unused store in the printer app."));
+    EXPECT_EQ(reply.header("Access-Control-Allow-Origin"), QByteArray("https://new.example.com"));
+}
+
+TEST_F(AppDelegateTest, StartsWithTheDefaultsWhenThereAreNoSettings)
+{
+    launch();
+    EXPECT_EQ(delegate->settings(), PrinterSettings{});
+    const auto health = request("GET", "/health", {});
+    EXPECT_EQ(health.body, json(true, "Harrowmint Printer is running."));
+    EXPECT_TRUE(delegate->statusIsWell());
+    EXPECT_EQ(delegate->statusText(), QStringLiteral("Ready on this Mac · port ") + QString::number(delegate->port()));
+}
+
+TEST_F(AppDelegateTest, ShowsThatSettingsCannotBeReadAboveReadyAndPrintsNothing)
+{
+    saveSettings();
+    QFile file(directory.filePath(PrinterSettings::fileName()));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("{");
+    file.close();
+    launch();
+    const auto reply = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(reply.status, 428);
+    EXPECT_EQ(delegate->statusText(), settingsUnreadableText);
+    EXPECT_FALSE(delegate->statusIsWell());
+    EXPECT_EQ(log.last(), settingsUnreadableText);
+    EXPECT_TRUE(printed.isEmpty());
+}
+
+TEST_F(AppDelegateTest, RefusesReceiptsButPrintsLabelsWhenOnlyTheReceiptGuardCannotBeRead)
+{
+    saveSettings();
+    QFile file(directory.filePath(QStringLiteral("recent-jobs.json")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("{}");
+    file.close();
+    launch();
+    const auto receipt = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(receipt.status, 409);
+    EXPECT_EQ(receipt.body,
+        json(false, "Local print protection could not be loaded. Reopen the app after checking its settings."));
+    EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("label.json"))).status, 200);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), "{}") << "the damaged file must be left alone";
+}
+
+TEST_F(AppDelegateTest, TellsThatThePortIsTaken)
+{
+    launch();
+    port = delegate->port();
+    const auto first = std::move(delegate);
+    AgentConfiguration configuration;
+    configuration.directory = directory.path();
+    configuration.port = port;
+    AppDelegate second(main, std::move(configuration));
+    second.applicationDidFinishLaunching();
+    runUntil([&] { return !second.statusText().isEmpty(); });
+    EXPECT_EQ(second.statusText(),
+        QStringLiteral("Port 9100 is unavailable. Close the other printer agent, then reopen this app."));
+    EXPECT_FALSE(second.statusIsWell());
+}
+
+TEST_F(AppDelegateTest, AfterARestartAnInterruptedTransferCountsAsUncertain)
+{
+    saveSettings();
+    {
+        const auto receipt = Receipt::decode(sample(QStringLiteral("invoice-10.json")), QStringLiteral("USD"));
+        PrintGuard interrupted(false, directory.path());
+        interrupted.reserve(receipt.jobKey(QString::fromLatin1(store)), std::chrono::system_clock::now(), true);
+    }
+    launch();
+    const auto reply = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(reply.status, 409);
+    EXPECT_EQ(reply.body,
+        json(false,
+            "This print request has an uncertain outcome. Check the paper, then click Receipt again to start a new "
+            "attempt."));
+    EXPECT_TRUE(printed.isEmpty());
+}

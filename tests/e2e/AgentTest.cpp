@@ -1,0 +1,164 @@
+#include "e2e/AgentProcess.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <csignal>
+#include <future>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace harrowmint::test;
+
+namespace {
+
+const QByteArray store = "https://shop.example.com";
+const auto dataDirectory = QStringLiteral("Library/Application Support/Harrowmint Printer");
+const auto backendDirectory = QStringLiteral(SCRIPTED_BACKEND_DIRECTORY);
+const auto backend = backendDirectory + QStringLiteral("/usb");
+const QByteArray sentText = "Sent to USB printer. Please check the paper.";
+
+/// A backend that takes the job into `job` beside itself and tells its progress truly.
+const QByteArray goodBackend = R"(#!/bin/sh
+folder=${0%/*}
+cat >"$folder/job"
+size=$(wc -c <"$folder/job")
+echo "DEBUG: Sent $size bytes..." >&2
+echo "STATE: +cups-waiting-for-job-completed" >&2
+)";
+
+QByteArray reply(bool success, const QByteArray& message)
+{
+    return QByteArray("{\"success\":") + (success ? "true" : "false") + ",\"message\":\"" + message + "\"}";
+}
+
+class AgentTest : public ::testing::Test {
+protected:
+    AgentTest()
+    {
+        QDir(backendDirectory).removeRecursively();
+        QDir().mkpath(backendDirectory);
+        QDir().mkpath(home.filePath(dataDirectory));
+        write(home.filePath(dataDirectory + QStringLiteral("/settings.json")),
+            R"({"printerURI":"usb://Acme/TM?serial=1","printerName":"Acme","paperWidth":80,"currency":"USD",)"
+            R"("origins":["https://shop.example.com"],"paused":false})");
+    }
+
+    static void write(const QString& path, const QByteArray& bytes)
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        ASSERT_EQ(file.write(bytes), bytes.size());
+    }
+
+    static void installBackend(const QByteArray& script)
+    {
+        write(backend, script);
+        ASSERT_EQ(::chmod(QFile::encodeName(backend).constData(), 0755), 0);
+    }
+
+    static QByteArray read(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    TemporaryDirectory home;
+};
+
+} // namespace
+
+TEST_F(AgentTest, PrintsThroughTheBackendProgram)
+{
+    installBackend(goodBackend);
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    const auto response = post(store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_TRUE(
+        response.body == reply(true, "Receipt data sent to USB printer.") || response.body == reply(true, sentText))
+        << response.body.constData();
+    agent.waitForLog(sentText);
+    const QByteArray job = read(backendDirectory + QStringLiteral("/job"));
+    EXPECT_TRUE(job.startsWith(QByteArray::fromHex("1b401b61001d763000480000")));
+    EXPECT_TRUE(job.endsWith(QByteArray::fromHex("1b6404")));
+}
+
+TEST_F(AgentTest, SaysSoWhenNoBackendIsInstalled)
+{
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    const auto response = post(store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(response.status, 409);
+    EXPECT_TRUE(response.body.contains("No such file or directory")) << response.body.constData();
+    EXPECT_EQ(exchange(AgentProcess::port, pageRequest(AgentProcess::port, "GET", "/health", {})).status, 200);
+}
+
+TEST_F(AgentTest, AnswersASecondPageAtOnceWhileAJobPrints)
+{
+    installBackend("#!/bin/sh\nwhile [ ! -e \"${0%/*}/go\" ]; do sleep 0.05; done\ncat >/dev/null\n");
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    auto first = std::async(std::launch::async, [] { return post(store, sample(QStringLiteral("invoice-10.json"))); });
+    agent.waitForLog("Sending receipt to USB printer");
+    const auto second = post(store, sample(QStringLiteral("receipt-document.json")));
+    EXPECT_EQ(second.status, 409);
+    EXPECT_EQ(second.body, reply(false, "Printer is busy. Wait for the current receipt to finish."));
+    write(backendDirectory + QStringLiteral("/go"), "now");
+    agent.waitForLog(sentText);
+    first.get(); // success, or the sentence of the six seconds on a slow machine
+}
+
+TEST_F(AgentTest, AKilledAgentRemembersThatATransferWasUncertain)
+{
+    installBackend("#!/bin/sh\ncat >/dev/null\n: >\"${0%/*}/started\"\nexec sleep 5\n");
+    {
+        AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+        auto lost =
+            std::async(std::launch::async, [] { return post(store, sample(QStringLiteral("invoice-10.json"))); });
+        agent.waitForLog("Sending receipt to USB printer");
+        agent.kill();
+        EXPECT_EQ(lost.get().status, 0);
+    }
+    installBackend(goodBackend);
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    const auto response = post(store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_EQ(response.body,
+        reply(false,
+            "This print request has an uncertain outcome. Check the paper, then click Receipt again to start a new "
+            "attempt."));
+    EXPECT_FALSE(QFile::exists(backendDirectory + QStringLiteral("/job")));
+}
+
+TEST_F(AgentTest, LeavesNothingOfAReceiptOnDiskOrInItsLog)
+{
+    installBackend("#!/bin/sh\nexec cat >/dev/null\n");
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    ASSERT_EQ(post(store, sample(QStringLiteral("invoice-10.json"))).status, 200);
+    agent.waitForLog(sentText);
+    QByteArray everything = agent.log();
+    QDirIterator files(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext())
+        everything += read(files.next());
+    EXPECT_TRUE(everything.contains("transferred")) << "the guard's file should have been read";
+    for (const QByteArray content : {"Karak", "Corner Caf", "129.25", "A-000123", "Al Farsi"})
+        EXPECT_FALSE(everything.contains(content)) << content.constData();
+}
+
+TEST_F(AgentTest, KeepsItsFilesToItsUser)
+{
+    installBackend(goodBackend);
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    ASSERT_EQ(post(store, sample(QStringLiteral("invoice-10.json"))).status, 200);
+    struct stat file { };
+    const auto guard = home.filePath(dataDirectory + QStringLiteral("/recent-jobs.json"));
+    ASSERT_EQ(::stat(QFile::encodeName(guard).constData(), &file), 0);
+    EXPECT_EQ(file.st_mode & 0777, 0600u);
+}
+
+TEST_F(AgentTest, PrintsWhenItsParentIgnoredTheEndsOfChildren)
+{
+    installBackend(goodBackend);
+    const auto before = std::signal(SIGCHLD, SIG_IGN); // inherited by the agent
+    auto agent = std::make_unique<AgentProcess>(QStringLiteral("harrowmint-printer-scripted"), home.path());
+    std::signal(SIGCHLD, before);
+    EXPECT_EQ(post(store, sample(QStringLiteral("invoice-10.json"))).status, 200);
+    agent->waitForLog(sentText);
+}
