@@ -62,7 +62,7 @@ QByteArray sample(const char* name)
 
 void parserAlone(benchmark::State& state, const QByteArray& body)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         simdjson::dom::parser parser;
         benchmark::DoNotOptimize(parser.parse(body.constData(), static_cast<std::size_t>(body.size())).error());
     }
@@ -72,14 +72,14 @@ void parserAlone(benchmark::State& state, const QByteArray& body)
 void parserKept(benchmark::State& state, const QByteArray& body)
 {
     simdjson::dom::parser parser;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(parser.parse(body.constData(), static_cast<std::size_t>(body.size())).error());
     state.SetBytesProcessed(state.iterations() * body.size());
 }
 
 void parsedAndRead(benchmark::State& state, const QByteArray& body)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const JSONDocument json(body);
         benchmark::DoNotOptimize(ReceiptRequest::read(json.root(), QStringLiteral("USD")));
     }
@@ -88,7 +88,7 @@ void parsedAndRead(benchmark::State& state, const QByteArray& body)
 
 void decoded(benchmark::State& state, const QByteArray& body)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(Receipt::decode(body, QStringLiteral("USD")));
     state.SetBytesProcessed(state.iterations() * body.size());
 }

@@ -89,7 +89,8 @@ JobDispatch::JobDispatch(SerialQueue& main, JobRunner& runner, JobPresentation& 
 
 JobDispatch::~JobDispatch() = default;
 
-void JobDispatch::send(const Receipt& receipt, const PrinterSettings& settings, const QString& origin, Answer answer)
+void JobDispatch::send(
+    const Receipt& receipt, const PrinterSettings& settings, const QString& origin, const Answer& answer)
 {
     Q_ASSERT(m_main.isCurrent());
     try {

@@ -52,7 +52,7 @@ public:
 
     /// Sends `receipt` for the store `origin` under `settings`. Answers within this call when the job is refused; from
     /// the busy check to the reservation everything happens in this one turn.
-    void send(const Receipt& receipt, const PrinterSettings& settings, const QString& origin, Answer answer);
+    void send(const Receipt& receipt, const PrinterSettings& settings, const QString& origin, const Answer& answer);
     /// Whether a job is between its reservation and its transport's result.
     [[nodiscard]] bool busy() const { return m_job.has_value(); }
 

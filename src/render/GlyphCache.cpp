@@ -82,7 +82,7 @@ Glyph glyphIn(GlyphPhase wanted, const GlyphDrawing& drawing)
 
 std::shared_ptr<const GlyphCache::Store> GlyphCache::store()
 {
-    if (m_bytes > maximumBytes) {
+    if (m_bytes > m_largeBytes) {
         m_store = std::make_shared<Store>();
         m_bytes = 0;
         m_fonts.clear();

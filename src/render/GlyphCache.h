@@ -25,7 +25,7 @@ struct Glyph {
     double phase = 0; ///< of its origin, in dots
 };
 
-/// The glyphs that one thread has drawn so far. Bounded: beyond `maximumBytes` it begins anew.
+/// The glyphs that one thread has drawn so far. Bounded: it begins anew with the first text after it has grown large.
 class GlyphCache {
 public:
     /// What keeps glyphs alive: plain data, which may outlive the cache and be read from any thread.
@@ -33,7 +33,13 @@ public:
     /// The glyphs of one font by their index and phase.
     using Index = std::unordered_map<quint64, const Glyph*>;
 
-    static constexpr std::size_t maximumBytes = 4 << 20;
+    static constexpr std::size_t usualBytes = 4 << 20;
+
+    /// An empty cache that is large when it takes more than `largeBytes`.
+    explicit GlyphCache(std::size_t largeBytes = usualBytes)
+        : m_largeBytes(largeBytes)
+    {
+    }
 
     /// The store of all glyphs that are handed out until the next call of this function. Keep it as long as them.
     [[nodiscard]] std::shared_ptr<const Store> store();
@@ -50,6 +56,7 @@ private:
     static quint64 keyOf(quint32 glyph, GlyphPhase phase) { return quint64(glyph) << 3 | quint32(phase); }
     const Glyph& draw(Index& index, const QRawFont& font, quint32 glyph, GlyphPhase phase);
 
+    std::size_t m_largeBytes;
     std::shared_ptr<Store> m_store = std::make_shared<Store>();
     std::size_t m_bytes = 0;
     QHash<QRawFont, Index> m_fonts;

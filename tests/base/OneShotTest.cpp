@@ -10,7 +10,8 @@ TEST(OneShot, AnswersOnceAndIgnoresTheRest)
 {
     std::vector<int> answers;
     const OneShot<int> answer([&](int value) { answers.push_back(value); });
-    const OneShot<int> copy = answer;
+    OneShot<int> copy([](int) {});
+    copy = answer;
     EXPECT_FALSE(answer.answered());
     EXPECT_TRUE(copy(1));
     EXPECT_FALSE(answer(2));
@@ -94,6 +95,7 @@ TEST(OneShot, CountsOneAnswerOfManyThreads)
         std::atomic<int> counted = 0;
         const OneShot<> answer([&] { ++answers; });
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i)
             threads.emplace_back([answer, &counted] { counted += answer() ? 1 : 0; });
         for (std::thread& thread : threads)

@@ -137,11 +137,12 @@ TEST_F(QtQueues, LetATimerStartItsSuccessor)
 
 TEST_F(QtQueues, TakeTasksFromManyThreadsEachInItsOrder)
 {
-    constexpr int threadCount = 4;
+    constexpr std::size_t threadCount = 4;
     constexpr int tasks = 2000;
-    std::vector<std::pair<int, int>> seen;
+    std::vector<std::pair<std::size_t, int>> seen;
     std::vector<std::thread> threads;
-    for (int t = 0; t < threadCount; ++t) {
+    threads.reserve(threadCount);
+    for (std::size_t t = 0; t < threadCount; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < tasks; ++i)
                 queue.async([&seen, t, i] { seen.emplace_back(t, i); });

@@ -32,11 +32,12 @@ TEST(WorkerQueue, RunsItsTasksOnOneThreadOfItsOwn)
 TEST(WorkerQueue, RunsTasksOfManyThreadsOneAtATime)
 {
     WorkerQueue queue(QStringLiteral("com.example.worker"));
-    constexpr int threadCount = 4;
+    constexpr std::size_t threadCount = 4;
     constexpr int tasks = 1000;
-    std::vector<std::pair<int, int>> seen; // touched on the worker alone
+    std::vector<std::pair<std::size_t, int>> seen; // touched on the worker alone
     std::vector<std::thread> threads;
-    for (int t = 0; t < threadCount; ++t) {
+    threads.reserve(threadCount);
+    for (std::size_t t = 0; t < threadCount; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < tasks; ++i)
                 queue.async([&seen, t, i] { seen.emplace_back(t, i); });

@@ -1,8 +1,10 @@
 #include "e2e/AgentProcess.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QThread>
 #include <csignal>
 #include <future>
 #include <gtest/gtest.h>
@@ -53,8 +55,18 @@ protected:
 
     static void installBackend(const QByteArray& script)
     {
+        QFile::remove(backend); // a shell that runs the one before goes on with its own file
         write(backend, script);
         ASSERT_EQ(::chmod(QFile::encodeName(backend).constData(), 0755), 0);
+    }
+
+    static void waitForFile(const QString& path)
+    {
+        const QDeadlineTimer deadline(std::chrono::minutes(1));
+        while (!QFile::exists(path)) {
+            ASSERT_FALSE(deadline.hasExpired()) << path.toStdString();
+            QThread::msleep(10);
+        }
     }
 
     static QByteArray read(const QString& path)
@@ -108,12 +120,12 @@ TEST_F(AgentTest, AnswersASecondPageAtOnceWhileAJobPrints)
 
 TEST_F(AgentTest, AKilledAgentRemembersThatATransferWasUncertain)
 {
-    installBackend("#!/bin/sh\ncat >/dev/null\n: >\"${0%/*}/started\"\nexec sleep 5\n");
+    installBackend("#!/bin/sh\n: >\"${0%/*}/began\"\ncat >/dev/null\nexec sleep 5\n");
     {
         AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
         auto lost =
             std::async(std::launch::async, [] { return post(store, sample(QStringLiteral("invoice-10.json"))); });
-        agent.waitForLog("Sending receipt to USB printer");
+        waitForFile(backendDirectory + QStringLiteral("/began"));
         agent.kill();
         EXPECT_EQ(lost.get().status, 0);
     }

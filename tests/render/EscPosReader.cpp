@@ -30,7 +30,7 @@ private:
     {
         if (m_rest.size() < count)
             throw NotAReceipt(std::string("cut off in ") + what);
-        const QByteArray taken = m_rest.first(count);
+        QByteArray taken = m_rest.first(count);
         m_rest.remove(0, count);
         return taken;
     }

@@ -2,7 +2,6 @@
 
 #include "render/FontTables.h"
 #include "render/Samples.h"
-#include "render/TextBlock.h"
 
 #include <QFile>
 #include <QtEndian>
@@ -33,7 +32,7 @@ int languages(const QByteArray& font, const char* tag)
         const qsizetype table = qFromBigEndian<quint32>(font.constData() + record + 8);
         const qsizetype scripts = table + number(font, table + 4);
         int sum = 0;
-        for (int script = 0; script < number(font, scripts); ++script)
+        for (qsizetype script = 0; script < number(font, scripts); ++script)
             sum += number(font, scripts + number(font, scripts + 2 + 6 * script + 4) + 2);
         return sum;
     }
@@ -111,20 +110,52 @@ QByteArray printedLine(const QString& text, int size)
     return RasterReceipt::render(receiptOf({line(text, size)}), 80).bytes();
 }
 
-TEST(GlyphCache, BeginsAnewWhenItIsFullWithoutHarmToWhatWasDrawn)
+TEST(GlyphCache, BeginsAnewWhenItIsLargeWithoutHarmToWhatWasDrawn)
 {
+    GlyphCache& cache = Fonts::ofThisThread().glyphs();
+    cache = GlyphCache(20000);
     const RasterReceipt kept = RasterReceipt::render(receiptOf({line(QStringLiteral("kept شكراً"), 40)}), 80);
     const QImage before = kept.bitmap();
-    GlyphCache& cache = Fonts::ofThisThread().glyphs();
     const std::weak_ptr<const GlyphCache::Store> first = cache.store();
-    QString all;
-    for (char16_t c = 0x21; c < 0x600; ++c)
-        all.append(QChar(c));
-    for (int size = 256; cache.store() == first.lock() && size > 100; --size)
-        static_cast<void>(TextBlock(all, {double(size), true, TextAlignment::Left}, 544));
+    for (char16_t letter = u'!'; cache.store() == first.lock() && letter < u'~'; ++letter)
+        static_cast<void>(printedLine(QString(QChar(letter)), 40));
     EXPECT_NE(cache.store(), first.lock());
+    EXPECT_FALSE(first.expired()) << "the receipt holds what it was drawn with";
     EXPECT_EQ(kept.bitmap(), before);
     EXPECT_EQ(printedLine(QStringLiteral("kept شكراً"), 40), kept.bytes());
+    cache = GlyphCache();
+}
+
+TEST(GlyphCache, DrawsAGlyphOnceAPhase)
+{
+    GlyphCache cache;
+    const auto store = cache.store();
+    const QRawFont font = Fonts::ofThisThread().font(23, false);
+    GlyphCache::Index& index = cache.indexOf(font);
+    const quint32 letter = font.glyphIndexesForString(QStringLiteral("m"))[0];
+    const Glyph& zero = cache.glyph(index, font, letter, GlyphPhase::Zero);
+    EXPECT_EQ(&cache.glyph(index, font, letter, GlyphPhase::Zero), &zero);
+    EXPECT_NE(&cache.glyph(index, font, letter, GlyphPhase::Two), &zero);
+    EXPECT_EQ(cache.glyph(index, font, letter, GlyphPhase::Three).phase, 0.75);
+    EXPECT_EQ(store->size(), 3u);
+}
+
+TEST(GlyphCache, ChoosesThePhaseOfTheLeastGrey)
+{
+    GlyphCache cache;
+    const auto grey = [](const Glyph& glyph) {
+        int sum = 0;
+        for (const int level : glyph.mask.levels)
+            sum += level * (255 - level);
+        return sum;
+    };
+    const QRawFont font = Fonts::ofThisThread().font(23, false);
+    GlyphCache::Index& index = cache.indexOf(font);
+    for (const quint32 glyph : font.glyphIndexesForString(QStringLiteral("Hamburgefonstiv0123456789"))) {
+        const int least = grey(cache.glyph(index, font, glyph, GlyphPhase::Sharpest));
+        for (const GlyphPhase phase : {GlyphPhase::Zero, GlyphPhase::One, GlyphPhase::Two, GlyphPhase::Three})
+            EXPECT_LE(least, grey(cache.glyph(index, font, glyph, phase)));
+    }
 }
 
 } // namespace

@@ -20,17 +20,21 @@ TEST(Threshold, MidGreyOfFourHundredAndFiftyIsWhiteAndOneLessIsBlack)
 TEST(Mask, PrintsTheLevelsBelowOneHundredAndFifty)
 {
     for (int width = 1; width <= 20; ++width) {
-        std::vector<std::uint8_t> levels;
-        for (int i = 0; i < width * 13; ++i)
-            levels.push_back(std::uint8_t(i * 37));
+        std::vector<std::uint8_t> levels(std::size_t(width) * 13);
+        for (std::size_t i = 0; i < levels.size(); ++i)
+            levels[i] = std::uint8_t(i * 37);
         const Mask mask = Mask::fromLevels(-3, 5, width, 13, levels);
         EXPECT_EQ(mask.left, -3);
         EXPECT_EQ(mask.top, 5);
-        ASSERT_EQ(mask.bits.size(), std::size_t((width + 7) / 8 * 13));
+        ASSERT_EQ(mask.bits.size(), std::size_t(mask.stride()) * 13);
+        ASSERT_EQ(mask.stride(), (width + 7) / 8);
         for (int y = 0; y < 13; ++y) {
             for (int x = 0; x < mask.stride() * 8; ++x) {
-                const bool bit = (mask.bits[std::size_t(y * mask.stride() + x / 8)] >> (7 - x % 8) & 1) != 0;
-                EXPECT_EQ(bit, x < width && levels[std::size_t(y * width + x)] < 150) << width << " " << x << " " << y;
+                const bool bit =
+                    (mask.bits[std::size_t(y) * std::size_t(mask.stride()) + std::size_t(x) / 8] >> (7 - x % 8) & 1)
+                    != 0;
+                EXPECT_EQ(bit, x < width && levels[std::size_t(y) * std::size_t(width) + std::size_t(x)] < 150)
+                    << width << " " << x << " " << y;
             }
         }
     }

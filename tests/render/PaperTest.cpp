@@ -91,7 +91,7 @@ TEST(Paper, StampsLikeANaivePenOverEdgesBandsAndClips)
     const auto below = [&](int limit) { return int(random() % unsigned(limit)); };
     for (int round = 0; round < 300; ++round) {
         Paper paper(64, 300);
-        std::vector<bool> expected(64 * 300);
+        std::vector<bool> expected(std::size_t(64) * 300);
         for (int stamp = 0; stamp < 4; ++stamp) {
             const Mask mask = randomMask(random);
             const QPoint place(below(90) - 20, below(340) - 20);
@@ -101,7 +101,7 @@ TEST(Paper, StampsLikeANaivePenOverEdgesBandsAndClips)
             for (int i = 0; i < mask.width * mask.height; ++i) {
                 const QPoint dot = place + QPoint(mask.left + i % mask.width, mask.top + i / mask.width);
                 if (mask.levels[std::size_t(i)] < 150 && clip.contains(dot) && QRect(0, 0, 64, 300).contains(dot))
-                    expected[std::size_t(dot.y() * 64 + dot.x())] = true;
+                    expected[std::size_t(dot.y()) * 64 + std::size_t(dot.x())] = true;
             }
         }
         ASSERT_EQ(readReceipt(paper.take()).black, expected) << "round " << round;

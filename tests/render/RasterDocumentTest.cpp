@@ -39,7 +39,7 @@ TEST(RasterDocument, PrintsExactlyTheStreamOfABlankPage)
 {
     const QByteArray expected = QByteArray::fromHex("1b401b6100"
                                                     "1d76300030001900")
-        + QByteArray(25 * 48, '\0') + QByteArray::fromHex("1b6404");
+        + QByteArray(qsizetype(25) * 48, '\0') + QByteArray::fromHex("1b6404");
     EXPECT_EQ(RasterReceipt::render(documentOf({spaceBlock(1)}, 0), 58).bytes(), expected);
 }
 

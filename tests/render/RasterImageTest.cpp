@@ -66,11 +66,12 @@ TEST_P(ImageWiderThanTheColumn, IsScaledDownToIt)
     const auto& [paper, width, height, drawnHeight] = GetParam();
     const int rowBytes = width / 8;
     const Dots black =
-        printed(documentOf({imageBlock(width, height, QByteArray(rowBytes * height, '\xff'))}, 0), paper);
+        printed(documentOf({imageBlock(width, height, QByteArray(qsizetype(rowBytes) * height, '\xff'))}, 0), paper);
     EXPECT_EQ(black.height, 24 + drawnHeight + 12);
     EXPECT_EQ(black.ink(), QRect(16, 12, black.width - 32, drawnHeight));
     EXPECT_EQ(black.count(), (black.width - 32) * drawnHeight);
-    const Dots white = printed(documentOf({imageBlock(width, height, QByteArray(rowBytes * height, '\0'))}, 0), paper);
+    const Dots white =
+        printed(documentOf({imageBlock(width, height, QByteArray(qsizetype(rowBytes) * height, '\0'))}, 0), paper);
     EXPECT_EQ(white.count(), 0);
 }
 
@@ -81,7 +82,8 @@ TEST_P(ImageWiderThanTheColumn, KeepsItsPlaces)
     for (int i = 0; i < width / 8 * height; ++i)
         rows.append(i % (width / 8) < width / 16 ? '\xff' : '\0');
     const Dots dots = printed(documentOf({imageBlock(width, height, rows)}, 0), paper);
-    const double middle = 16 + (dots.width - 32) * double(width / 16 * 8) / width;
+    const int blackColumns = width / 16 * 8;
+    const double middle = 16 + (dots.width - 32) * double(blackColumns) / width;
     EXPECT_NEAR(dots.ink().right() + 1, middle, 2);
     EXPECT_EQ(dots.ink().left(), 16);
     EXPECT_EQ(dots.ink().height(), drawnHeight);

@@ -11,7 +11,7 @@ TEST(RasterReceipt, WithoutLinesAndWebsiteIs208BlankRows)
 {
     const QByteArray expected = QByteArray::fromHex("1b401b6100"
                                                     "1d7630004800d000")
-        + QByteArray(208 * 72, '\0') + QByteArray::fromHex("1b6404");
+        + QByteArray(qsizetype(208) * 72, '\0') + QByteArray::fromHex("1b6404");
     EXPECT_EQ(RasterReceipt::render(receiptOf({}), 80).bytes(), expected);
 }
 
@@ -19,7 +19,7 @@ TEST(RasterReceipt, OnNarrowPaperWithoutLinesIs208BlankRowsOf48Bytes)
 {
     const QByteArray expected = QByteArray::fromHex("1b401b6100"
                                                     "1d7630003000d000")
-        + QByteArray(208 * 48, '\0') + QByteArray::fromHex("1b6404");
+        + QByteArray(qsizetype(208) * 48, '\0') + QByteArray::fromHex("1b6404");
     EXPECT_EQ(RasterReceipt::render(receiptOf({}), 58).bytes(), expected);
 }
 

@@ -54,7 +54,7 @@ std::vector<QRect> groups(Dots dots)
             open.pop_back();
             if (!QRect(0, 0, dots.width, dots.height).contains(dot) || !dots.at(dot.x(), dot.y()))
                 continue;
-            dots.black[std::size_t(dot.y() * dots.width + dot.x())] = false;
+            dots.black[std::size_t(dot.y()) * std::size_t(dots.width) + std::size_t(dot.x())] = false;
             bounds |= QRect(dot, QSize(1, 1));
             for (int i = 0; i < 9; ++i)
                 open.push_back(dot + QPoint(i % 3 - 1, i / 3 - 1));

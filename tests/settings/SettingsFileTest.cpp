@@ -238,8 +238,9 @@ TEST_F(SettingsFile, TakesAWholePaperWidthHoweverItIsWritten)
 {
     for (const char* width : {"80", "80.0", "8e1", "800e-1", "58"})
         EXPECT_TRUE(loads(QByteArray(minimal).replace("80", width))) << width;
-    for (const char* width : {"80.5", "\"80\"", "72", "4294967376", "9223372036854775807", "9223372036854775808",
-             "18446744073709551616", "1e300", "-80", "080", "80.", "+80"})
+    for (const char* width :
+        {"80.5", "\"80\"", "72", "4294967376", "9223372036854775807", "9223372036854775808", "9223372036854775808.0",
+            "-9223372036854775808.0", "18446744073709551616", "1e300", "-80", "080", "80.", "+80"})
         EXPECT_FALSE(loads(QByteArray(minimal).replace("80", width))) << width;
 }
 
