@@ -125,7 +125,7 @@ void FakeSerial::answerLate(SerialRequest late, std::vector<SerialQueue::Duratio
                  SerialRequest request) { return request == late ? Answer{delays} : Answer{}; };
 }
 
-void FakeSerial::answerTo(SerialRequest request, std::function<void(SerialLinkEvents&, bool failed)> event)
+void FakeSerial::answerTo(SerialRequest request, const std::function<void(SerialLinkEvents&, bool failed)>& event)
 {
     const Answer how = answer(request);
     for (const SerialQueue::Duration delay : how.delays)

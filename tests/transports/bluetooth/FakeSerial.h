@@ -68,7 +68,7 @@ public:
 private:
     class Link;
     friend class Link;
-    void answerTo(SerialRequest request, std::function<void(SerialLinkEvents&, bool failed)> event);
+    void answerTo(SerialRequest request, const std::function<void(SerialLinkEvents&, bool failed)>& event);
 
     VirtualQueue& m_queue;
     SerialLinkEvents* m_events = nullptr;

@@ -51,7 +51,7 @@ std::function<void(LERig&)> foundOutSoon(LECentralState state)
     };
 }
 
-std::function<void(LERig&)> withServices(std::map<GattUuid, std::vector<LECharacteristic>> services)
+std::function<void(LERig&)> withServices(const std::map<GattUuid, std::vector<LECharacteristic>>& services)
 {
     return [services](LERig& rig) { rig.world.printer().services = services; };
 }

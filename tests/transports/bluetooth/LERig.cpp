@@ -62,14 +62,14 @@ std::shared_ptr<std::optional<Ended>> LERig::start(int printer)
 
 std::shared_ptr<std::optional<Ended>> LERig::start(const QByteArray& receipt, int printer)
 {
-    const auto ended = std::make_shared<std::optional<Ended>>();
+    auto ended = std::make_shared<std::optional<Ended>>();
     m_receipts->start(receipt, portOf(printer), recorder(ended, *clock));
     return ended;
 }
 
 std::shared_ptr<std::optional<Ended>> LERig::start(const LabelDocument& document, int printer)
 {
-    const auto ended = std::make_shared<std::optional<Ended>>();
+    auto ended = std::make_shared<std::optional<Ended>>();
     m_labels->start(document, portOf(printer), recorder(ended, *clock));
     return ended;
 }

@@ -14,7 +14,10 @@ inline const QString serialPaperWarning = QStringLiteral(" Check the paper befor
 
 /// A serial transport over the fake devices.
 class Serial : public testing::Test {
-protected:
+public:
+    Serial() = default;
+    Serial(const Serial&) = delete;
+    Serial& operator=(const Serial&) = delete;
     ~Serial() override
     {
         backend.reset();
@@ -22,9 +25,10 @@ protected:
         EXPECT_EQ(world.links, 0);
     }
 
+protected:
     std::shared_ptr<std::optional<Ended>> start(const QByteArray& data = jobBytes(3000))
     {
-        const auto ended = std::make_shared<std::optional<Ended>>();
+        auto ended = std::make_shared<std::optional<Ended>>();
         backend->start(data, serialPort, TransferCompletion([ended, this](const TransferOutcome& outcome) {
             EXPECT_FALSE(ended->has_value()) << "a second result for one job";
             *ended = Ended{outcome ? outcome->message() : QString(), clock->elapsed()};
