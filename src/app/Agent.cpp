@@ -5,7 +5,9 @@
 
 #include <QGuiApplication>
 #include <csignal>
-#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 namespace harrowmint {
 
@@ -21,9 +23,31 @@ void refuseReceipt(const QByteArray&, const QString&)
     throw PrinterError(noReceiptBluetoothText);
 }
 
+/// Never waits for whoever reads the log: a line that does not fit now is dropped. A pipe that is writable takes as
+/// many bytes as a line may have at once (POSIX, PIPE_BUF).
 void logLine(const QString& text)
 {
-    std::fprintf(stderr, "harrowmint-printer: %s\n", text.toUtf8().constData());
+    constexpr qsizetype maximumLineBytes = 512;
+    const QByteArray line = ("harrowmint-printer: " + text.toUtf8()).left(maximumLineBytes - 1) + '\n';
+    pollfd log{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&log, 1, 0) == 1 && log.revents == POLLOUT)
+        static_cast<void>(::write(STDERR_FILENO, line.constData(), static_cast<std::size_t>(line.size())));
+}
+
+/// What the agent's parent may have left behind must not change what it does.
+void settleProcess()
+{
+    // Else no child's exit status could be had.
+    std::signal(SIGCHLD, SIG_DFL);
+    // A reader of the log that goes away must not end the agent. Children get the default back.
+    std::signal(SIGPIPE, SIG_IGN);
+    // Else a socket could take the place of a missing stream, and get the log.
+    int descriptor = 0;
+    while ((descriptor = ::open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) { }
+    ::close(descriptor);
+    // There is no window: the agent starts alike on every desktop and on none.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 } // namespace
@@ -42,8 +66,7 @@ Transports agentTransports(const QString& usbProgram)
 
 int runAgent(int argc, char** argv, const std::function<AgentConfiguration()>& configure)
 {
-    // Whoever started the agent may have left it ignored, and then no child's exit status could be had.
-    std::signal(SIGCHLD, SIG_DFL);
+    settleProcess();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Harrowmint Printer"));
     QGuiApplication::setQuitOnLastWindowClosed(false);

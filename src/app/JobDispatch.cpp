@@ -132,11 +132,15 @@ void JobDispatch::start(PrinterJob printerJob, Job job)
                 event(**alive);
         });
     };
-    m_runner.run(
-        std::move(printerJob), [onMain] { onMain([](JobDispatch& dispatch) { dispatch.transferred(); }); },
-        [onMain](const std::optional<QString>& failure) {
-            onMain([failure](JobDispatch& dispatch) { dispatch.finished(failure); });
-        });
+    try {
+        m_runner.run(
+            std::move(printerJob), [onMain] { onMain([](JobDispatch& dispatch) { dispatch.transferred(); }); },
+            [onMain](const std::optional<QString>& failure) {
+                onMain([failure](JobDispatch& dispatch) { dispatch.finished(failure); });
+            });
+    } catch (const std::exception& error) {
+        finished(errorText(error)); // it never began
+    }
 }
 
 void JobDispatch::transferred()

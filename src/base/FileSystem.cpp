@@ -155,9 +155,12 @@ public:
     void syncDirectory(const QString& path) override
     {
         Descriptor directory(*this, open(path, O_RDONLY | O_DIRECTORY));
-        // Some file systems cannot sync a directory and say so; there is nothing more to be done on them.
-        if (::fsync(directory.get()) != 0 && errno != EINVAL)
-            failWithErrno(path);
+        while (::fsync(directory.get()) != 0) {
+            if (errno == EINVAL) // some file systems cannot sync a directory: there is nothing more to be done on them
+                break;
+            if (errno != EINTR)
+                failWithErrno(path);
+        }
         directory.close();
     }
 
@@ -192,14 +195,34 @@ void FileSystem::createDirectories(const QString& path)
     const QString parent = parentOf(path);
     if (parent != path)
         createDirectories(parent);
-    if (createDirectory(path))
-        syncDirectory(parent);
+    createDirectory(path);
 }
+
+namespace {
+
+/// Makes the names durable that lead to `directory`. Above what this user may read nothing was created by the agent.
+void syncAncestors(FileSystem& files, const QString& directory)
+{
+    for (QString path = directory, parent = parentOf(path); parent != path; path = parent, parent = parentOf(path)) {
+        try {
+            files.syncDirectory(parent);
+        } catch (const std::system_error& error) {
+            if (error.code() != std::errc::permission_denied)
+                throw;
+        }
+    }
+}
+
+} // namespace
 
 void writeFileAtomically(FileSystem& files, const QString& directory, const QString& name, const QByteArray& bytes)
 {
-    files.createDirectories(directory);
     const QString target = directory + QLatin1Char('/') + name;
+    // A file that is there was put there after the names that lead to it had been made durable.
+    if (!files.exists(target)) {
+        files.createDirectories(directory);
+        syncAncestors(files, directory);
+    }
     const QString temporary = target + QStringLiteral(".new");
     Descriptor file(files, files.create(temporary));
     files.write(file.get(), bytes);

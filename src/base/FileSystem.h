@@ -37,7 +37,7 @@ public:
     /// Removes a file.
     virtual void remove(const QString& path) = 0;
 
-    /// Creates what is missing of `path`, each directory made durable in the one above it.
+    /// Creates what is missing of `path`. That outlasts a loss of power once the directories above are synced.
     void createDirectories(const QString& path);
 
     /// Far more than any file of the agent holds.
@@ -48,8 +48,9 @@ public:
 };
 
 /// Writes `bytes` to `directory`/`name` so that a crash at any moment leaves the old file or the whole new one: a
-/// temporary file of fixed name, mode 0600 from its creation, sync, rename, sync of the directory (created 0700).
-/// A failure before the rename leaves the old file, a later one the whole new file; either way it is thrown.
+/// temporary file of fixed name, mode 0600 from its creation, sync, rename, sync of the directory (created 0700). The
+/// first time the names that lead to the directory are made durable as well. A failure before the rename leaves the old
+/// file, a later one the whole new file; either way it is thrown.
 void writeFileAtomically(FileSystem& files, const QString& directory, const QString& name, const QByteArray& bytes);
 
 } // namespace harrowmint

@@ -3,6 +3,7 @@
 #include "base/CanonicalJSON.h"
 #include "base/PrinterError.h"
 
+#include <QStringDecoder>
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -137,7 +138,12 @@ std::optional<QString> JSONValue::string() const
     const auto text = utf8();
     if (!text)
         return std::nullopt;
-    return QString::fromUtf8(text->data(), static_cast<qsizetype>(text->size()));
+    // The toolkit takes a leading U+FEFF for a byte order mark and drops it; in a string it is a character.
+    const QByteArrayView bytes(text->data(), static_cast<qsizetype>(text->size()));
+    if (!text->starts_with("\xef\xbb\xbf"))
+        return QString::fromUtf8(bytes);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(bytes);
 }
 
 std::optional<std::string_view> JSONValue::utf8() const

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <exception>
+#include <system_error>
 
 namespace harrowmint {
 
@@ -27,9 +28,12 @@ private:
     QByteArray m_utf8;
 };
 
-/// The text of any error, ours or the platform's, for the edge that shows it.
+/// The text of any error, ours or the platform's, for the edge that shows it. Of the platform's errors only what went
+/// wrong, never the path of a file: the edge may be a web page.
 [[nodiscard]] inline QString errorText(const std::exception& error)
 {
+    if (const auto* const platform = dynamic_cast<const std::system_error*>(&error))
+        return QString::fromStdString(platform->code().message());
     return QString::fromUtf8(error.what());
 }
 

@@ -65,7 +65,7 @@ void PrinterServer::Implementation::start()
 asio::error_code PrinterServer::Implementation::listen()
 {
     asio::error_code error;
-    m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    m_acceptor.set_option(tcp::acceptor::reuse_address(reuseIsHarmless()), error);
     if (!error) // inherited by every accepted socket
         m_acceptor.set_option(tcp::no_delay(true), error);
     if (!error)
@@ -292,8 +292,13 @@ void PrinterServer::Implementation::expired(const ConnectionPointer& connection)
 void PrinterServer::Implementation::closeOnFailure(const ConnectionPointer& connection)
 {
     connection->socket.async_wait(tcp::socket::wait_error, [this, connection](const asio::error_code& error) {
-        if (!error && isOpen(connection) && hasFailed(connection->socket))
-            close(connection);
+        if (error || !isOpen(connection))
+            return;
+        if (hasFailed(connection->socket))
+            return close(connection);
+        char urgent = 0; // an urgent byte ends the wait as well, until it is taken
+        static_cast<void>(::recv(connection->socket.native_handle(), &urgent, 1, MSG_OOB));
+        closeOnFailure(connection);
     });
 }
 

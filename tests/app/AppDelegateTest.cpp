@@ -10,6 +10,7 @@
 #include <QFile>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -41,12 +42,20 @@ protected:
 
     void launch()
     {
+        makeDelegate();
+        delegate->applicationDidFinishLaunching();
+    }
+
+    void makeDelegate()
+    {
         AgentConfiguration configuration;
         configuration.directory = directory.path();
         configuration.port = port;
         configuration.log = [this](const QString& text) { log.append(text); };
         configuration.transports.usb = [this](const QByteArray& bytes, const QString&, const JobRunner::Transferred&) {
             printed.append(bytes);
+            if (whilePrinting)
+                whilePrinting();
         };
         configuration.transports.receiptBLE = [](const QByteArray&, const QString&) {};
         configuration.transports.receiptSerial = [](const QByteArray&, const QString&) {};
@@ -54,7 +63,6 @@ protected:
             printed.append(label.bytes());
         };
         delegate = std::make_unique<AppDelegate>(main, std::move(configuration));
-        delegate->applicationDidFinishLaunching();
     }
 
     /// Exchanges on another thread while the main queue runs here.
@@ -85,6 +93,7 @@ protected:
     QtQueue main;
     QStringList log;
     QByteArrayList printed;
+    std::function<void()> whilePrinting;
     std::unique_ptr<AppDelegate> delegate;
 };
 
@@ -269,4 +278,41 @@ TEST_F(AppDelegateTest, AfterARestartAnInterruptedTransferCountsAsUncertain)
             "This print request has an uncertain outcome. Check the paper, then click Receipt again to start a new "
             "attempt."));
     EXPECT_TRUE(printed.isEmpty());
+}
+
+TEST_F(AppDelegateTest, TellsThatNoSocketCanBeMade)
+{
+    makeDelegate();
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    delegate->applicationDidFinishLaunching();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(delegate->statusText(), QStringLiteral("Unable to open local printer port."));
+    EXPECT_FALSE(delegate->statusIsWell());
+}
+
+TEST_F(AppDelegateTest, EndsWhileATransportRunsAndLeavesTheJobUncertain)
+{
+    saveSettings();
+    std::promise<void> began;
+    std::promise<void> mayEnd;
+    whilePrinting = [&] {
+        began.set_value();
+        mayEnd.get_future().wait();
+    };
+    launch();
+    const QByteArray bytes =
+        pageRequest(delegate->port(), "POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
+    auto response = std::async(std::launch::async, [&, at = delegate->port()] { return exchange(at, bytes); });
+    const auto running = began.get_future();
+    runUntil([&] {
+        main.async([] {}); // keeps the loop turning
+        return running.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    mayEnd.set_value();
+    delegate.reset();
+    EXPECT_EQ(response.get().status, 0);
+    EXPECT_EQ(PrintGuard(false, directory.path()).recent().at(0).transferred, std::nullopt);
 }

@@ -1,5 +1,6 @@
 #include "app/JobDispatch.h"
 
+#include "base/PrinterError.h"
 #include "support/FaultyFileSystem.h"
 #include "support/VirtualQueue.h"
 
@@ -33,10 +34,13 @@ public:
 
     void run(PrinterJob job, Transferred transferred, Finished finished) override
     {
+        if (broken)
+            throw std::system_error(EMFILE, std::generic_category());
         calls.push_back({std::move(job), std::move(transferred), std::move(finished)});
     }
 
     std::vector<Call> calls;
+    bool broken = false;
 };
 
 class RecordedPresentation final : public JobPresentation {
@@ -426,4 +430,35 @@ TEST_F(JobDispatchTest, GuardsReceiptsAndLabelsApart)
     EXPECT_EQ(outcomes.back().message, QStringLiteral("Too many recent print requests. Please wait a moment."));
     send(label(QStringLiteral("a label")), usb);
     EXPECT_EQ(call(8).job.route, PrinterJob::Route::Label);
+}
+
+TEST_F(JobDispatchTest, RecordsATransferNoticeThatComesAfterThePageHasBeenAnswered)
+{
+    send(receipt(QStringLiteral("a")), usb);
+    clock->advance(6s);
+    call().transferred();
+    clock->runDue();
+    EXPECT_EQ(outcomes, (std::vector<Outcome>{{false, slowText, 6s}}));
+    EXPECT_EQ(receiptGuard.recent().at(0).transferred, true);
+    EXPECT_EQ(presentation.activities.last(), QStringLiteral("Sent to USB printer. Finishing connection cleanup…"));
+}
+
+TEST_F(JobDispatchTest, IsFreeAgainWhenAJobCannotEvenBegin)
+{
+    runner.broken = true;
+    send(receipt(QStringLiteral("a")), usb);
+    EXPECT_EQ(outcomes, (std::vector<Outcome>{{false, QStringLiteral("Too many open files"), 0s}}));
+    EXPECT_FALSE(dispatch->busy());
+    EXPECT_EQ(presentation.busy, (std::vector<bool>{true, false}));
+    runner.broken = false;
+    send(receipt(QStringLiteral("b")), usb);
+    EXPECT_EQ(runner.calls.size(), 1u);
+}
+
+TEST_F(JobDispatchTest, NamesNoFileToThePage)
+{
+    const PrinterError ours(QStringLiteral("ours"));
+    EXPECT_EQ(errorText(ours), QStringLiteral("ours"));
+    EXPECT_EQ(errorText(std::system_error(EACCES, std::generic_category(), "/home/someone/file")),
+        QStringLiteral("Permission denied"));
 }

@@ -301,3 +301,11 @@ TEST(JSONValue, GivesTheShortestExactTextOfANumber)
 }
 
 } // namespace
+
+TEST(JSONDocument, KeepsACharacterThatCouldBeAByteOrderMark)
+{
+    const harrowmint::JSONDocument document("[\"\xef\xbb\xbf\xef\xbb\xbfUSD\"]");
+    const auto entries = document.root().array();
+    ASSERT_TRUE(entries);
+    EXPECT_EQ(entries->at(0).string(), QStringLiteral("\uFEFF\uFEFFUSD"));
+}

@@ -194,6 +194,12 @@ TEST(ReceiptEnvelope, TakesAnyUuidAsPrintIdentifier)
     EXPECT_EQ(receipt(identified(quoted(nil))).printRequestId, nil);
 }
 
+TEST(ReceiptEnvelope, RefusesAnIdentifierBehindACharacterThatCouldBeAByteOrderMark)
+{
+    EXPECT_EQ(requestFailure(identified("\"\\ufeff0f8fad5b-d9cb-469f-a165-70867728950e\"")),
+        QString::fromUtf8(invalidIdentifier));
+}
+
 TEST(ReceiptEnvelope, DecodesALabelJob)
 {
     const Receipt decoded = receipt(labelJob.json());

@@ -23,6 +23,8 @@ public:
 
     /// Ends it without any warning (SIGKILL).
     void kill();
+    /// Closes the reading end of its standard error.
+    void closeLog() { m_process.closeReadChannel(QProcess::StandardError); }
     /// Everything it has written to its standard error so far.
     [[nodiscard]] QByteArray log();
     /// Waits until `text` stands in the log at least `count` times. Throws std::runtime_error after a minute.

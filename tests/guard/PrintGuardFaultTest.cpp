@@ -110,6 +110,29 @@ TEST_P(PrintGuardFaults, StepCanBeRepeatedAfterAnyFailure)
         run(guard);
         EXPECT_EQ(guard.recent(), after()) << "operation " << number;
         EXPECT_EQ(remembered(files.disk()), after()) << "operation " << number;
+        for (int loss = 0; loss < Loss::count; ++loss)
+            EXPECT_EQ(remembered(files.diskAfterCrash(files.operations(), Loss::number(loss))), after())
+                << "operation " << number << ", loss " << loss;
+    }
+}
+
+TEST_P(PrintGuardFaults, StepAfterAKillAtAnyOperationOutlastsALossOfPower)
+{
+    const auto [first, last] = operations();
+    for (int number = first; number <= last; ++number) {
+        FaultyFileSystem killed(home());
+        PrintGuard guard(false, directory, killed);
+        killed.failOperation(number, true);
+        EXPECT_THROW(run(guard), std::system_error) << "operation " << number;
+        // What the killed process left is all there, and nothing of it is certain to stay.
+        FaultyFileSystem files(killed.disk());
+        PrintGuard restarted(false, directory, files);
+        if (remembered(killed.disk()) != remembered(home()))
+            continue; // the step had been done
+        run(restarted);
+        for (int loss = 0; loss < Loss::count; ++loss)
+            EXPECT_EQ(remembered(files.diskAfterCrash(files.operations(), Loss::number(loss))), after())
+                << "operation " << number << ", loss " << loss;
     }
 }
 

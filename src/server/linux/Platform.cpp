@@ -13,6 +13,11 @@ void nameThisThread(std::string_view label)
     ::pthread_setname_np(::pthread_self(), name.c_str());
 }
 
+bool reuseIsHarmless()
+{
+    return true;
+}
+
 int lastBytesFlags()
 {
     return MSG_MORE;
