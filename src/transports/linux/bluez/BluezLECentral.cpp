@@ -79,7 +79,7 @@ void BluezLECentral::setState(LECentralState state)
         m_mayRestart = false;
         m_restart.cancel();
         m_owner = m_client.owner();
-        m_events.stateChanged();
+        m_events.stateChanged(state);
         return;
     }
     m_scan.reset();
@@ -90,7 +90,7 @@ void BluezLECentral::setState(LECentralState state)
             ended.push_back(peripheral);
     }
     dropLinks();
-    m_events.stateChanged();
+    m_events.stateChanged(state);
     for (const QUuid& peripheral : ended)
         m_events.disconnected(peripheral);
 }
@@ -193,8 +193,12 @@ void BluezLECentral::evaluateLinks()
 
 void BluezLECentral::connect(const QUuid& peripheral)
 {
-    if (!isOn() || link(peripheral) != nullptr)
+    if (!isOn())
         return;
+    if (BluezLELink* const known = link(peripheral)) {
+        known->connectAgain();
+        return;
+    }
     const BluezLELink::Surroundings surroundings{m_queue, m_client, m_drain, *m_users, *this, m_events};
     auto made = std::make_unique<BluezLELink>(surroundings, peripheral);
     made->connectDevice();

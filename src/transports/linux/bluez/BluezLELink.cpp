@@ -69,7 +69,7 @@ LEPeripheralState BluezLELink::state() const
         return LEPeripheralState::connected;
     case Phase::doubtful:
     case Phase::cancelling:
-        return LEPeripheralState::disconnecting;
+        return m_again ? LEPeripheralState::connecting : LEPeripheralState::disconnecting;
     case Phase::ended:
         break;
     }
@@ -100,14 +100,24 @@ void BluezLELink::askToConnect(const QString& devicePath)
 {
     m_phase = Phase::connecting;
     m_with.users.ask(m_address);
-    ++m_pendingCalls;
-    m_with.client.call(deviceCall(devicePath, QStringLiteral("Connect")), this, [this](const QDBusMessage& reply) {
-        --m_pendingCalls;
+    callDevice(devicePath, QStringLiteral("Connect"), [this](const QDBusMessage& reply) {
         if (m_phase == Phase::connecting)
             connectReplied(reply);
         else
             endIfCancelled();
     });
+}
+
+void BluezLELink::callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply)
+{
+    ++m_pendingCalls;
+    m_with.client.call(
+        deviceCall(devicePath, member), this, [this, reply, attempt = m_attempt](const QDBusMessage& answer) {
+            if (attempt != m_attempt)
+                return;
+            --m_pendingCalls;
+            reply(answer);
+        });
 }
 
 void BluezLELink::connectReplied(const QDBusMessage& reply)
@@ -180,10 +190,13 @@ void BluezLELink::endIfStillDown(BluezLinkEnd how)
 
 void BluezLELink::cancel()
 {
-    if (m_phase == Phase::cancelling || m_phase == Phase::ended)
+    if (m_phase == Phase::cancelling || m_phase == Phase::ended) {
+        m_again = false;
         return;
+    }
     closeChannel();
     m_timer.cancel();
+    m_again = false;
     m_phase = Phase::cancelling;
     m_wantedServices.reset();
     const auto known = device();
@@ -192,18 +205,16 @@ void BluezLELink::cancel()
         askToDisconnect(known->path);
         m_giveUp = m_with.queue.after(disconnectLimit, [this] { end(BluezLinkEnd::disconnected); });
     } else {
-        m_post([this] { end(BluezLinkEnd::disconnected); });
+        m_post([this] {
+            if (m_phase == Phase::cancelling)
+                end(BluezLinkEnd::disconnected);
+        });
     }
 }
 
 void BluezLELink::askToDisconnect(const QString& devicePath)
 {
-    ++m_pendingCalls;
-    m_with.client.call(
-        deviceCall(devicePath, QStringLiteral("Disconnect")), this, [this](const QDBusMessage& /*reply*/) {
-            --m_pendingCalls;
-            endIfCancelled();
-        });
+    callDevice(devicePath, QStringLiteral("Disconnect"), [this](const QDBusMessage& /*reply*/) { endIfCancelled(); });
 }
 
 void BluezLELink::endIfCancelled()
@@ -219,6 +230,13 @@ void BluezLELink::abandon()
     m_timer.cancel();
     m_giveUp.cancel();
     m_phase = Phase::ended;
+    ++m_attempt;
+    m_pendingCalls = 0;
+}
+
+void BluezLELink::connectAgain()
+{
+    m_again = m_phase == Phase::cancelling || m_phase == Phase::doubtful;
 }
 
 void BluezLELink::end(BluezLinkEnd how)
@@ -226,6 +244,11 @@ void BluezLELink::end(BluezLinkEnd how)
     if (m_phase == Phase::ended)
         return;
     abandon();
+    if (std::exchange(m_again, false)) {
+        m_phase = Phase::waiting;
+        connectDevice();
+        return;
+    }
     m_with.owner.linkEnded(m_peripheral, how);
 }
 

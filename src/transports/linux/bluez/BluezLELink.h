@@ -52,6 +52,8 @@ public:
     void connectDevice();
     /// Ends the link or the attempt; `linkEnded` follows.
     void cancel();
+    /// While the link is being cancelled: connects again as soon as it has ended, instead of `linkEnded`.
+    void connectAgain();
     /// Forgets the link without a word: Bluetooth as a whole is gone.
     void abandon();
     /// Looks at the device's properties again: something may have changed.
@@ -88,6 +90,7 @@ private:
     void becomeConnected();
     void endIfStillDown(BluezLinkEnd end);
     void askToDisconnect(const QString& devicePath);
+    void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);
     void endIfCancelled();
     void lose();
     void end(BluezLinkEnd end);
@@ -100,6 +103,8 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
+    bool m_again = false; ///< a new link was asked for before the end of the old one
+    int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
     int m_pendingCalls = 0; ///< Connect and Disconnect
     std::optional<std::vector<GattUuid>> m_wantedServices;
     LEChannel m_place;
