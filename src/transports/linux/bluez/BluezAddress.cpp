@@ -6,7 +6,7 @@ namespace harrowmint::bluez {
 
 namespace {
 
-const QString identifierPrefix = QStringLiteral("00000000-0000-0000-0000-");
+constexpr QLatin1String identifierPrefix("00000000-0000-0000-0000-");
 
 constexpr qsizetype addressDigits = 12;
 
