@@ -241,7 +241,7 @@ TEST_F(BluezLELinks, PowerThatGoesOffExplainsALostLink)
     startWithPrinter();
     switchOn();
     connectPrinter();
-    m_bluez.powerOff(hci0, 40);
+    m_bluez.powerOff(hci0);
     ASSERT_TRUE(waitForEvent("poweredOff"));
     letPass(300ms);
     EXPECT_EQ(m_events.log, std::vector<std::string>{"poweredOff"});

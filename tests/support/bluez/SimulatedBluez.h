@@ -28,7 +28,8 @@ public:
     void remove(const QString& path) { steer("Remove", {path}); }
     void change(
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated = {});
-    /// How a method answers from now on: "error" and "text", "delay" (ms), "mute", "idle", "resolve", "times".
+    /// How a method answers from now on: "error" and "text", "delay" (ms), "mute", "idle", "resolve", "times"
+    /// (see SimulatedBluezService).
     void behave(const QString& member, const QVariantMap& behaviour) { steer("Behave", {member, behaviour}); }
     /// The link to a device is lost.
     void dropLink(const QString& devicePath) { steer("DropLink", {devicePath}); }

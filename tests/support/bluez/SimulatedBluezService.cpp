@@ -228,7 +228,7 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     }
     const auto answer = [this, message, error, behaviour] {
         if (!error.isEmpty())
-            fail(message, error, behaviour.value(QStringLiteral("text")).toString());
+            failAndFollowUp(message, behaviour);
         else if (behaviour.value(QStringLiteral("idle")).toBool())
             reply(message);
         else
@@ -240,6 +240,19 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     else
         answer();
     return true;
+}
+
+/// What is behind an error shows a little later than the error.
+void SimulatedBluezService::failAndFollowUp(const QDBusMessage& message, const QVariantMap& behaviour)
+{
+    constexpr int shortlyAfter = 20;
+    fail(message, behaviour.value(QStringLiteral("error")).toString(),
+        behaviour.value(QStringLiteral("text")).toString());
+    const QString device = message.path().section(QLatin1Char('/'), 0, 4);
+    if (behaviour.value(QStringLiteral("dropsLink")).toBool())
+        later(shortlyAfter, [this, device] { dropLink(device); });
+    if (behaviour.value(QStringLiteral("powersOff")).toBool())
+        powerOff(device.section(QLatin1Char('/'), 0, 3), shortlyAfter);
 }
 
 void SimulatedBluezService::getManagedObjects(const QDBusMessage& message)

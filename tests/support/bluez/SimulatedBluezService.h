@@ -43,8 +43,8 @@ public:
     void change(
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated);
     /// How a method answers: `error` and `text`, after `delay` ms, or not at all (`mute`); only `times` times. For
-    /// Connect also `resolve` false (ServicesResolved never comes) and `idle` (success without a link); for
-    /// ConnectProfile `idle` (success without a channel).
+    /// errors also `dropsLink` and `powersOff`, a little later; for Connect also `resolve` false (ServicesResolved
+    /// never comes) and `idle` (success without a link); for ConnectProfile `idle` (success without a channel).
     void behave(const QString& member, const QVariantMap& behaviour);
     /// The link is lost, without a reason: sockets hang up, then Connected turns false.
     void dropLink(const QString& devicePath);
@@ -71,6 +71,7 @@ private:
     void later(int delay, std::function<void()> task);
     void reply(const QDBusMessage& message, const QVariantList& arguments = {});
     void fail(const QDBusMessage& message, const QString& error, const QString& text);
+    void failAndFollowUp(const QDBusMessage& message, const QVariantMap& behaviour);
     void emitSignal(
         const QString& path, const QString& interface, const QString& member, const QVariantList& arguments);
     [[nodiscard]] QVariant property(const QString& path, const QString& interface, const QString& name) const;
