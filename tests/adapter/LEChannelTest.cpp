@@ -287,11 +287,11 @@ TEST_F(BluezLEChannels, AnAnswerThatComesAfterTheEndLeavesNothingHeld)
     startWithPrinter();
     switchOn();
     connectPrinter();
-    m_bluez.behave(QStringLiteral("AcquireWrite"), {{QStringLiteral("delay"), 100}, {QStringLiteral("times"), 1}});
+    m_bluez.behave(QStringLiteral("AcquireWrite"), {{QStringLiteral("delay"), 1000}, {QStringLiteral("times"), 1}});
     m_central->openChannel(printer, channel, withoutResponse);
-    letPass(30ms);
+    ASSERT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("AcquireWrite")) == 1; }));
     m_central->closeChannel(printer);
-    letPass(150ms);
+    letPass(1200ms);
     EXPECT_FALSE(m_events.has("opened"));
     openChannel(withoutResponse);
 }

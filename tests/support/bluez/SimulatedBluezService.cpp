@@ -56,10 +56,15 @@ void SimulatedBluezService::stop()
 
 void SimulatedBluezService::later(int delay, std::function<void()> task)
 {
-    QTimer::singleShot(delay, this, [this, life = m_starts, task = std::move(task)] {
+    auto* timer = new QTimer(this);
+    timer->setTimerType(Qt::PreciseTimer);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, this, [this, timer, life = m_starts, task = std::move(task)] {
+        timer->deleteLater();
         if (life == m_starts && m_bus)
             task();
     });
+    timer->start(delay);
 }
 
 void SimulatedBluezService::reply(const QDBusMessage& message, const QVariantList& arguments)
@@ -219,8 +224,11 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         return false;
     m_calls.append(member + QLatin1Char(' ') + message.path());
     const QVariantMap behaviour = takeBehaviour(member).value_or(QVariantMap());
-    if (behaviour.value(QStringLiteral("mute")).toBool())
+    if (behaviour.value(QStringLiteral("mute")).toBool()) {
+        if (member == QLatin1String("Connect"))
+            m_connecting.insert(message.path(), message);
         return true;
+    }
     const QString error = behaviour.value(QStringLiteral("error")).toString();
     if (member == QLatin1String("Connect") && behaviour.value(QStringLiteral("resolve"), true) == false) {
         linkUp(message, false);

@@ -19,7 +19,7 @@ bool comesBefore(const QString& left, const QString& right)
 /// A device without a name has its own address as its alias.
 QString deviceName(const QVariantMap& properties, const QString& address)
 {
-    const QString alias = properties.value(QStringLiteral("Alias")).toString();
+    QString alias = properties.value(QStringLiteral("Alias")).toString();
     QString nameless = address;
     nameless.replace(QLatin1Char(':'), QLatin1Char('-'));
     if (!alias.isEmpty() && alias != nameless)

@@ -52,9 +52,9 @@ void BluezSerialPortProfile::ensureRegistered(QObject* context, std::function<vo
         });
 }
 
-void BluezSerialPortProfile::expect(const QString& devicePath, BluezProfileEvents events)
+void BluezSerialPortProfile::expect(const QString& devicePath, const BluezProfileEvents& events)
 {
-    m_expected.insert(devicePath, std::move(events));
+    m_expected.insert(devicePath, events);
 }
 
 void BluezSerialPortProfile::forget(const QString& devicePath)

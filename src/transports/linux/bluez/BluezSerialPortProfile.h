@@ -26,7 +26,7 @@ public:
     /// another program has it.
     void ensureRegistered(QObject* context, std::function<void(bool registered)> done);
     /// Channels of this device go to `events` until `forget`; those of others are refused.
-    void expect(const QString& devicePath, BluezProfileEvents events);
+    void expect(const QString& devicePath, const BluezProfileEvents& events);
     void forget(const QString& devicePath);
 
     [[nodiscard]] QString introspect(const QString& path) const override;
