@@ -1,6 +1,8 @@
 // Writing to a characteristic.
 #include "adapter/AdapterRig.h"
 
+#include <QElapsedTimer>
+
 namespace adapter {
 
 using namespace harrowmint;
@@ -182,6 +184,16 @@ TEST_F(BluezLEChannels, ThatBlueZHangsUpOnAreExplainedByPowerThatGoesOff)
     ASSERT_TRUE(waitForEvent("poweredOff"));
     letPass(300ms);
     EXPECT_EQ(m_events.log, std::vector<std::string>{"poweredOff"});
+}
+
+TEST_F(BluezLEChannels, AHangUpIsInDoubtUntilAWhileAfterTheLinkIsSeenToBeDown)
+{
+    openChannelOf(withoutResponse, bothFlags);
+    QElapsedTimer clock;
+    clock.start();
+    m_bluez.dropLink(printerPath, 50);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_GE(clock.elapsed(), 50 + 200);
 }
 
 TEST_F(BluezLEChannels, WritingAfterTheHangUpIsALostLinkToo)

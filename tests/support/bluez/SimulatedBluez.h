@@ -31,8 +31,8 @@ public:
     /// How a method answers from now on: "error" and "text", "delay" (ms), "mute", "idle", "resolve", "times"
     /// (see SimulatedBluezService).
     void behave(const QString& member, const QVariantMap& behaviour) { steer("Behave", {member, behaviour}); }
-    /// The link to a device is lost.
-    void dropLink(const QString& devicePath) { steer("DropLink", {devicePath}); }
+    /// The link to a device is lost: its channels hang up, and `delay` ms later BlueZ says that it is down.
+    void dropLink(const QString& devicePath, int delay = 0) { steer("DropLink", {devicePath, delay}); }
     /// Links go at once, the adapter's power `delay` ms later.
     void powerOff(const QString& adapterPath, int delay = 20) { steer("PowerOff", {adapterPath, delay}); }
     /// Closes this side of a write channel or serial channel.

@@ -58,7 +58,7 @@ private:
     {
         const QString first = arguments.value(0).toString();
         if (member == QLatin1String("DropLink"))
-            m_service.dropLink(first);
+            m_service.dropLink(first, arguments.value(1).toInt());
         else if (member == QLatin1String("PowerOff"))
             m_service.powerOff(first, arguments.value(1).toInt());
         else if (member == QLatin1String("HangUp"))

@@ -165,11 +165,15 @@ std::optional<QVariantMap> SimulatedBluezService::takeBehaviour(const QString& m
     return taken;
 }
 
-void SimulatedBluezService::dropLink(const QString& devicePath)
+void SimulatedBluezService::dropLink(const QString& devicePath, int delay)
 {
     for (const QString& path : m_sockets.keys()) {
         if (path.startsWith(devicePath))
             hangUp(path);
+    }
+    if (delay > 0) {
+        later(delay, [this, devicePath] { dropLink(devicePath, 0); });
+        return;
     }
     setDevice(devicePath, QStringLiteral("ServicesResolved"), false);
     setDevice(devicePath, QStringLiteral("Connected"), false);
@@ -180,7 +184,7 @@ void SimulatedBluezService::powerOff(const QString& adapterPath, int delay)
 {
     for (const QDBusObjectPath& path : m_objects.keys()) {
         if (path.path().startsWith(adapterPath + QLatin1Char('/')) && isConnected(path.path()))
-            dropLink(path.path());
+            dropLink(path.path(), 0);
     }
     m_discovering.clear();
     later(delay, [this, adapterPath] {
@@ -258,7 +262,7 @@ void SimulatedBluezService::failAndFollowUp(const QDBusMessage& message, const Q
         behaviour.value(QStringLiteral("text")).toString());
     const QString device = message.path().section(QLatin1Char('/'), 0, 4);
     if (behaviour.value(QStringLiteral("dropsLink")).toBool())
-        later(shortlyAfter, [this, device] { dropLink(device); });
+        later(shortlyAfter, [this, device] { dropLink(device, 0); });
     if (behaviour.value(QStringLiteral("powersOff")).toBool())
         powerOff(device.section(QLatin1Char('/'), 0, 3), shortlyAfter);
 }
@@ -355,7 +359,7 @@ void SimulatedBluezService::disconnectDevice(const QDBusMessage& message)
     if (m_connecting.contains(path))
         fail(m_connecting.take(path), failed, QStringLiteral("br-connection-canceled"));
     later(disconnectDelay, [this, message, path] {
-        dropLink(path);
+        dropLink(path, 0);
         reply(message);
     });
 }

@@ -46,8 +46,8 @@ public:
     /// errors also `dropsLink` and `powersOff`, a little later; for Connect also `resolve` false (ServicesResolved
     /// never comes) and `idle` (success without a link); for ConnectProfile `idle` (success without a channel).
     void behave(const QString& member, const QVariantMap& behaviour);
-    /// The link is lost, without a reason: sockets hang up, then Connected turns false.
-    void dropLink(const QString& devicePath);
+    /// The link is lost, without a reason: sockets hang up, and `delay` ms later Connected turns false.
+    void dropLink(const QString& devicePath, int delay);
     void powerOff(const QString& adapterPath, int delay);
     void hangUp(const QString& path);
     void stall(bool stalled);

@@ -166,8 +166,11 @@ void BluezLELink::evaluate()
     case Phase::cancelling:
         endIfCancelled();
         break;
-    case Phase::connecting: // its answer comes in any case
     case Phase::doubtful:
+        if (!m_seenDown && !isUp())
+            stayInDoubt();
+        break;
+    case Phase::connecting: // its answer comes in any case
     case Phase::ended:
         break;
     }
@@ -177,6 +180,13 @@ void BluezLELink::lose()
 {
     closeChannel();
     m_phase = Phase::doubtful;
+    stayInDoubt();
+}
+
+/// A channel hangs up before BlueZ says that the link is down, and only that is just before it says why.
+void BluezLELink::stayInDoubt()
+{
+    m_seenDown = !isUp();
     m_timer = m_with.queue.after(bluez::doubt, [this] { end(BluezLinkEnd::disconnected); });
 }
 

@@ -93,6 +93,7 @@ private:
     void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);
     void endIfCancelled();
     void lose();
+    void stayInDoubt();
     void end(BluezLinkEnd end);
     bool leaveUsers();
     void answerServices();
@@ -103,6 +104,7 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
+    bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
     bool m_again = false; ///< a new link was asked for before the end of the old one
     int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
     int m_pendingCalls = 0; ///< Connect and Disconnect

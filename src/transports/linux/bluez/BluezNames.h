@@ -40,8 +40,9 @@ inline const QString writeAcquiredText = QStringLiteral("Write acquired");
 inline constexpr std::chrono::milliseconds shortLimit{5'000};
 /// Calls that wait for a radio: above the limit of any job, so that the job's own limit decides.
 inline constexpr std::chrono::milliseconds longLimit{60'000};
-/// What went wrong is decided this long after the first sign: power off and link loss show a little later.
-inline constexpr std::chrono::milliseconds doubt{150};
+/// What went wrong is decided this long after a sign of it: what is behind it shows a little later. Between the end of
+/// a link and the adapter's report that it is off, 100 to 170 ms were seen.
+inline constexpr std::chrono::milliseconds doubt{200};
 /// Between attempts while another holds what is needed, or BlueZ has not let go of it yet.
 inline constexpr std::chrono::milliseconds retryPause{100};
 
