@@ -1,0 +1,343 @@
+#include "transports/linux/bluez/BluezLELink.h"
+
+#include "transports/linux/bluez/BluezAddress.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace harrowmint {
+
+namespace {
+
+/// BlueZ takes about 2 s to end a link. Past this it has lost track, and the next connection is worth a try.
+constexpr std::chrono::milliseconds disconnectLimit{10'000};
+
+bool isError(const QDBusMessage& reply)
+{
+    return reply.type() != QDBusMessage::ReplyMessage;
+}
+
+/// Somebody else is connecting the device; one attempt at a time is all that BlueZ takes.
+bool isUnderWay(const QDBusMessage& reply)
+{
+    return reply.errorName() == bluez::inProgressError
+        || (reply.errorName() == bluez::failedError && reply.errorMessage() == bluez::alreadyInProgressText);
+}
+
+BluezCall deviceCall(const QString& path, const QString& member)
+{
+    return {path, bluez::deviceInterface, member, {}, bluez::longLimit};
+}
+
+} // namespace
+
+BluezLELink::BluezLELink(const Surroundings& surroundings, const QUuid& peripheral)
+    : m_with(surroundings)
+    , m_peripheral(peripheral)
+    , m_address(bluez::addressOf(peripheral))
+    , m_retiredChannels(surroundings.queue)
+    , m_post(surroundings.queue)
+{
+}
+
+BluezLELink::~BluezLELink()
+{
+    const auto known = device();
+    if (leaveUsers() && known)
+        m_with.client.send(deviceCall(known->path, QStringLiteral("Disconnect")));
+}
+
+std::optional<BluezDevice> BluezLELink::device() const
+{
+    return m_with.client.objects().device(m_address);
+}
+
+bool BluezLELink::isUp() const
+{
+    const auto known = device();
+    return known && known->connected;
+}
+
+LEPeripheralState BluezLELink::state() const
+{
+    switch (m_phase) {
+    case Phase::waiting:
+    case Phase::pausing:
+    case Phase::connecting:
+        return LEPeripheralState::connecting;
+    case Phase::connected:
+        return LEPeripheralState::connected;
+    case Phase::doubtful:
+    case Phase::cancelling:
+        return m_again ? LEPeripheralState::connecting : LEPeripheralState::disconnecting;
+    case Phase::ended:
+        break;
+    }
+    return LEPeripheralState::disconnected;
+}
+
+void BluezLELink::connectDevice()
+{
+    m_with.users.join(m_address);
+    m_joined = true;
+    m_post([this] { tryConnect(); });
+}
+
+void BluezLELink::tryConnect()
+{
+    if (m_phase != Phase::waiting)
+        return;
+    const auto known = device();
+    if (!known)
+        end(BluezLinkEnd::failedToConnect);
+    else if (known->connected)
+        becomeConnected();
+    else if (m_with.owner.mayConnect())
+        askToConnect(known->path);
+}
+
+void BluezLELink::askToConnect(const QString& devicePath)
+{
+    m_phase = Phase::connecting;
+    m_with.users.ask(m_address);
+    callDevice(devicePath, QStringLiteral("Connect"), [this](const QDBusMessage& reply) {
+        if (m_phase == Phase::connecting)
+            connectReplied(reply);
+        else
+            endIfCancelled();
+    });
+}
+
+void BluezLELink::callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply)
+{
+    ++m_pendingCalls;
+    m_with.client.call(
+        deviceCall(devicePath, member), this, [this, reply, attempt = m_attempt](const QDBusMessage& answer) {
+            if (attempt != m_attempt)
+                return;
+            --m_pendingCalls;
+            reply(answer);
+        });
+}
+
+void BluezLELink::connectReplied(const QDBusMessage& reply)
+{
+    if (isUp())
+        becomeConnected();
+    else if (isError(reply) && isUnderWay(reply))
+        connectLater();
+    else
+        // Neither success nor the error's text tells what is the matter.
+        m_timer = m_with.queue.after(bluez::doubt, [this] { endIfStillDown(BluezLinkEnd::failedToConnect); });
+}
+
+void BluezLELink::connectLater()
+{
+    m_phase = Phase::pausing;
+    m_timer = m_with.queue.after(bluez::retryPause, [this] {
+        m_phase = Phase::waiting;
+        tryConnect();
+    });
+}
+
+void BluezLELink::becomeConnected()
+{
+    m_timer.cancel();
+    m_phase = Phase::connected;
+    m_with.events.connected(m_peripheral);
+}
+
+void BluezLELink::evaluate()
+{
+    switch (m_phase) {
+    case Phase::waiting:
+        tryConnect();
+        break;
+    case Phase::pausing:
+        if (isUp())
+            becomeConnected();
+        break;
+    case Phase::connected:
+        if (!isUp())
+            lose();
+        else if (m_wantedServices && device()->servicesResolved)
+            answerServices();
+        break;
+    case Phase::cancelling:
+        endIfCancelled();
+        break;
+    case Phase::doubtful:
+        if (!m_seenDown && !isUp())
+            stayInDoubt();
+        break;
+    case Phase::connecting: // its answer comes in any case
+    case Phase::ended:
+        break;
+    }
+}
+
+void BluezLELink::lose()
+{
+    closeChannel();
+    m_phase = Phase::doubtful;
+    stayInDoubt();
+}
+
+/// A channel hangs up before BlueZ says that the link is down, and only that is just before it says why.
+void BluezLELink::stayInDoubt()
+{
+    m_seenDown = !isUp();
+    m_timer = m_with.queue.after(bluez::doubt, [this] { end(BluezLinkEnd::disconnected); });
+}
+
+void BluezLELink::endIfStillDown(BluezLinkEnd how)
+{
+    if (isUp())
+        becomeConnected();
+    else
+        end(how);
+}
+
+void BluezLELink::cancel()
+{
+    if (m_phase == Phase::cancelling || m_phase == Phase::ended) {
+        m_again = false;
+        return;
+    }
+    closeChannel();
+    m_timer.cancel();
+    m_again = false;
+    m_phase = Phase::cancelling;
+    m_wantedServices.reset();
+    const auto known = device();
+    const bool own = leaveUsers();
+    if (own && known && (known->connected || m_pendingCalls > 0)) {
+        askToDisconnect(known->path);
+        m_giveUp = m_with.queue.after(disconnectLimit, [this] { end(BluezLinkEnd::disconnected); });
+    } else {
+        m_post([this] {
+            if (m_phase == Phase::cancelling)
+                end(BluezLinkEnd::disconnected);
+        });
+    }
+}
+
+void BluezLELink::askToDisconnect(const QString& devicePath)
+{
+    callDevice(devicePath, QStringLiteral("Disconnect"), [this](const QDBusMessage& /*reply*/) { endIfCancelled(); });
+}
+
+void BluezLELink::endIfCancelled()
+{
+    if (m_phase == Phase::cancelling && m_pendingCalls == 0 && !isUp())
+        end(BluezLinkEnd::disconnected);
+}
+
+void BluezLELink::abandon()
+{
+    (void)leaveUsers();
+    closeChannel();
+    m_timer.cancel();
+    m_giveUp.cancel();
+    m_phase = Phase::ended;
+    ++m_attempt;
+    m_pendingCalls = 0;
+}
+
+void BluezLELink::connectAgain()
+{
+    m_again = m_phase == Phase::cancelling || m_phase == Phase::doubtful;
+}
+
+void BluezLELink::end(BluezLinkEnd how)
+{
+    if (m_phase == Phase::ended)
+        return;
+    abandon();
+    if (std::exchange(m_again, false)) {
+        m_phase = Phase::waiting;
+        connectDevice();
+        return;
+    }
+    m_with.owner.linkEnded(m_peripheral, how);
+}
+
+/// Returns whether BlueZ is now to be asked to end the link.
+bool BluezLELink::leaveUsers()
+{
+    return std::exchange(m_joined, false) && m_with.users.leave(m_address);
+}
+
+void BluezLELink::discoverServices(const std::vector<GattUuid>& services)
+{
+    m_wantedServices = services;
+    m_post([this] { evaluate(); });
+}
+
+/// Resolved without a single service: BlueZ says so, too, when it could not read them.
+void BluezLELink::answerServices()
+{
+    const QString path = device()->path;
+    const auto wanted = std::exchange(m_wantedServices, std::nullopt);
+    std::vector<GattUuid> found;
+    for (const GattUuid number : *wanted) {
+        if (!m_with.client.objects().service(path, number).isEmpty())
+            found.push_back(number);
+    }
+    const bool failed = !m_with.client.objects().hasServices(path);
+    m_with.events.servicesDiscovered(m_peripheral, failed, found);
+}
+
+void BluezLELink::discoverCharacteristic(const LEChannel& channel)
+{
+    m_post([this, channel] {
+        if (m_phase != Phase::connected || !isUp())
+            return;
+        const BluezObjects& objects = m_with.client.objects();
+        const QString service = objects.service(device()->path, channel.service);
+        std::vector<LECharacteristic> found;
+        if (const auto known = objects.characteristic(service, channel.characteristic)) {
+            found.push_back({channel.characteristic, known->flags.contains(QStringLiteral("write")),
+                known->flags.contains(QStringLiteral("write-without-response"))});
+        }
+        m_with.events.characteristicsDiscovered(m_peripheral, channel.service, service.isEmpty(), found);
+    });
+}
+
+void BluezLELink::openChannel(const LEChannel& channel, LEWriteType type)
+{
+    closeChannel();
+    const auto known = device();
+    const BluezObjects& objects = m_with.client.objects();
+    const auto characteristic = known
+        ? objects.characteristic(objects.service(known->path, channel.service), channel.characteristic)
+        : std::nullopt;
+    if (!characteristic) {
+        m_post([this] { channelLost(); });
+        return;
+    }
+    m_place = channel;
+    BluezLEChannelEvents events;
+    events.opened = [this] { m_with.events.channelOpened(m_peripheral, m_place); };
+    events.ready = [this] { m_with.events.readyToWrite(m_peripheral); };
+    events.written = [this](bool failed) { m_with.events.valueWritten(m_peripheral, m_place, failed); };
+    events.lost = [this] { channelLost(); };
+    m_channel = std::make_unique<BluezLEChannel>(
+        m_with.queue, m_with.client, m_with.drain, characteristic->path, type, std::move(events));
+}
+
+void BluezLELink::closeChannel()
+{
+    if (!m_channel)
+        return;
+    m_channel->close();
+    m_retiredChannels.take(std::move(m_channel));
+}
+
+void BluezLELink::channelLost()
+{
+    if (m_phase == Phase::connected)
+        lose();
+}
+
+} // namespace harrowmint

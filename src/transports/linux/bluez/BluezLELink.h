@@ -1,0 +1,120 @@
+#pragma once
+
+#include "transports/bluetooth/LECentral.h"
+#include "transports/linux/bluez/BluezClient.h"
+#include "transports/linux/bluez/BluezLEChannel.h"
+#include "transports/linux/bluez/BluezLinkUsers.h"
+
+#include <QObject>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace harrowmint {
+
+/// How a link came to its end.
+enum class BluezLinkEnd { failedToConnect, disconnected };
+
+/// What a BluezLELink tells the central that owns it, from the queue's own loop.
+class BluezLELinkOwner {
+public:
+    BluezLELinkOwner() = default;
+    BluezLELinkOwner(const BluezLELinkOwner&) = delete;
+    BluezLELinkOwner& operator=(const BluezLELinkOwner&) = delete;
+    virtual ~BluezLELinkOwner() = default;
+
+    /// Whether BlueZ may be asked to connect now: it is much slower while a scan is being ended.
+    [[nodiscard]] virtual bool mayConnect() const = 0;
+    /// The link is over and reports nothing more. The owner retires it and tells the central's user.
+    virtual void linkEnded(const QUuid& peripheral, BluezLinkEnd end) = 0;
+};
+
+/// The link to one peripheral, from the request for it to its end. Decides by BlueZ's properties rather than by its
+/// error texts, which say little. Lives on the client's queue; owned by the central, which retires it (never destroys
+/// it within one of its events).
+class BluezLELink final : public QObject {
+public:
+    /// What a link needs of its central; all of it outlives the link.
+    struct Surroundings {
+        SerialQueue& queue;
+        BluezClient& client;
+        BluezSocketDrain& drain;
+        BluezLinkUsers& users;
+        BluezLELinkOwner& owner;
+        LECentralEvents& events;
+    };
+
+    BluezLELink(const Surroundings& surroundings, const QUuid& peripheral);
+    /// Ends the link, if it still stands and is this process's own, without waiting.
+    ~BluezLELink() override;
+
+    /// Begins to connect.
+    void connectDevice();
+    /// Ends the link or the attempt; `linkEnded` follows.
+    void cancel();
+    /// While the link is being cancelled: connects again as soon as it has ended, instead of `linkEnded`.
+    void connectAgain();
+    /// Forgets the link without a word: Bluetooth as a whole is gone.
+    void abandon();
+    /// Looks at the device's properties again: something may have changed.
+    void evaluate();
+
+    [[nodiscard]] LEPeripheralState state() const;
+    /// Whether `cancel` was called and not yet answered.
+    [[nodiscard]] bool isCancelling() const { return m_phase == Phase::cancelling; }
+
+    void discoverServices(const std::vector<GattUuid>& services);
+    void discoverCharacteristic(const LEChannel& channel);
+    void openChannel(const LEChannel& channel, LEWriteType type);
+    void closeChannel();
+    /// The open channel; none: nothing can be written.
+    [[nodiscard]] BluezLEChannel* channel() const { return m_channel.get(); }
+
+private:
+    enum class Phase {
+        waiting, ///< to ask BlueZ to connect
+        pausing, ///< somebody else is connecting; ask again soon
+        connecting, ///< BlueZ was asked
+        connected,
+        doubtful, ///< it looks lost; what else is lost shows soon
+        cancelling,
+        ended,
+    };
+
+    [[nodiscard]] std::optional<BluezDevice> device() const;
+    [[nodiscard]] bool isUp() const;
+    void tryConnect();
+    void askToConnect(const QString& devicePath);
+    void connectReplied(const QDBusMessage& reply);
+    void connectLater();
+    void becomeConnected();
+    void endIfStillDown(BluezLinkEnd end);
+    void askToDisconnect(const QString& devicePath);
+    void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);
+    void endIfCancelled();
+    void lose();
+    void stayInDoubt();
+    void end(BluezLinkEnd end);
+    bool leaveUsers();
+    void answerServices();
+    void channelLost();
+
+    Surroundings m_with;
+    QUuid m_peripheral;
+    QString m_address;
+    Phase m_phase = Phase::waiting;
+    bool m_joined = false;
+    bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
+    bool m_again = false; ///< a new link was asked for before the end of the old one
+    int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
+    int m_pendingCalls = 0; ///< Connect and Disconnect
+    std::optional<std::vector<GattUuid>> m_wantedServices;
+    LEChannel m_place;
+    std::unique_ptr<BluezLEChannel> m_channel;
+    BluezRetired<BluezLEChannel> m_retiredChannels;
+    Timer m_timer;
+    Timer m_giveUp;
+    BluezPost m_post;
+};
+
+} // namespace harrowmint

@@ -1,0 +1,132 @@
+#include "transports/linux/bluez/BluezScan.h"
+
+#include <utility>
+
+namespace harrowmint {
+
+namespace {
+
+/// An adapter that was just switched on may refuse for a moment.
+constexpr std::chrono::milliseconds startAgain{1'000};
+
+} // namespace
+
+BluezScan::BluezScan(SerialQueue& queue, BluezClient& client, BluezScanEvents events)
+    : m_queue(queue)
+    , m_client(client)
+    , m_events(std::move(events))
+{
+}
+
+void BluezScan::start()
+{
+    if (std::exchange(m_wanted, true))
+        return;
+    m_named.clear();
+    m_nameless.clear();
+    proceed();
+}
+
+void BluezScan::stop()
+{
+    m_wanted = false;
+    m_retry.cancel();
+    proceed();
+}
+
+void BluezScan::reset()
+{
+    m_wanted = false;
+    m_retry.cancel();
+    m_phase = Phase::idle;
+    ++m_session;
+}
+
+void BluezScan::adapterChanged()
+{
+    if (m_phase == Phase::idle || m_adapter == m_client.objects().adapter())
+        return;
+    const bool wanted = m_wanted;
+    reset();
+    m_wanted = wanted;
+    proceed();
+    m_events.stopped();
+}
+
+/// Brings the session nearer to what is wanted, unless a request is under way.
+void BluezScan::proceed()
+{
+    if (m_wanted && m_phase == Phase::idle)
+        startDiscovery();
+    else if (!m_wanted && m_phase == Phase::running)
+        stopDiscovery();
+}
+
+void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDBusMessage&))
+{
+    const BluezCall call{m_adapter, bluez::adapterInterface, member, {}};
+    m_client.call(call, this, [this, then, session = m_session](const QDBusMessage& reply) {
+        if (session == m_session)
+            (this->*then)(reply);
+    });
+}
+
+/// LE only, and no services: most printers do not advertise theirs.
+void BluezScan::startDiscovery()
+{
+    m_phase = Phase::starting;
+    m_adapter = m_client.objects().adapter();
+    const QVariantMap filter{{QStringLiteral("Transport"), QStringLiteral("le")}};
+    m_client.send({m_adapter, bluez::adapterInterface, QStringLiteral("SetDiscoveryFilter"), {filter}});
+    request(QStringLiteral("StartDiscovery"), &BluezScan::started);
+}
+
+void BluezScan::started(const QDBusMessage& reply)
+{
+    if (reply.type() != QDBusMessage::ReplyMessage) {
+        m_phase = Phase::idle;
+        m_retry = m_queue.after(startAgain, [this] { proceed(); });
+        m_events.stopped();
+        return;
+    }
+    m_phase = Phase::running;
+    proceed();
+    for (const BluezDevice& device : m_client.objects().devices())
+        sight(device);
+}
+
+void BluezScan::stopDiscovery()
+{
+    m_phase = Phase::stopping;
+    request(QStringLiteral("StopDiscovery"), &BluezScan::stopped);
+}
+
+/// Refused or not, there is no session any more.
+void BluezScan::stopped(const QDBusMessage& /*reply*/)
+{
+    m_phase = Phase::idle;
+    proceed();
+    m_events.stopped();
+}
+
+void BluezScan::deviceChanged(const QString& path, const QStringList& properties)
+{
+    const bool tells = properties.contains(QStringLiteral("RSSI")) || properties.contains(QStringLiteral("Name"))
+        || properties.contains(QStringLiteral("Alias"));
+    const auto device = tells ? m_client.objects().deviceAt(path) : std::nullopt;
+    if (device)
+        sight(*device);
+}
+
+void BluezScan::sight(const BluezDevice& device)
+{
+    if (!m_wanted || m_phase != Phase::running || !device.seen)
+        return;
+    QSet<QString>& reported = device.name.isEmpty() ? m_nameless : m_named;
+    if (m_named.contains(device.address) || reported.contains(device.address))
+        return;
+    reported.insert(device.address);
+    m_events.sighted(device);
+}
+
+} // namespace harrowmint
