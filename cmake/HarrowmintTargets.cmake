@@ -6,10 +6,11 @@ function(harrowmint_library name)
     set_target_properties(${name} PROPERTIES AUTOMOC OFF)
 endfunction()
 
-# harrowmint_test(name [GUI] SOURCES … LINK … [TIMEOUT s] [LABELS …]): one GoogleTest program, one CTest entry.
+# harrowmint_test(name [GUI] SOURCES … LINK … [TIMEOUT s] [SHARDS n] [LABELS …]): one GoogleTest program, n CTest entries (one),
+# several for programs that mostly wait.
 # The label "threads" has it run under the thread sanitizer too.
 function(harrowmint_test name)
-    cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "GUI" "TIMEOUT;SHARDS" "SOURCES;LINK;LABELS" ${ARGN})
     set(target test_${name})
     string(REPLACE "." "_" target ${target})
     if(ARG_GUI)
@@ -20,15 +21,25 @@ function(harrowmint_test name)
     add_executable(${target} ${ARG_SOURCES} ${main})
     target_link_libraries(${target} PRIVATE ${ARG_LINK} harrowmint_test_support)
     target_precompile_headers(${target} REUSE_FROM harrowmint_test_support)
-    add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
     if("threads" IN_LIST ARG_LABELS)
         add_dependencies(threaded_tests ${target})
     endif()
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_stack_use_after_return=1;UBSAN_OPTIONS=print_stacktrace=1")
+    if(NOT ARG_SHARDS)
+        set(ARG_SHARDS 1)
+    endif()
+    foreach(shard RANGE 1 ${ARG_SHARDS})
+        set(entry ${name})
+        if(ARG_SHARDS GREATER 1)
+            set(entry ${name}.${shard})
+        endif()
+        math(EXPR index "${shard} - 1")
+        add_test(NAME ${entry} COMMAND ${target} --gtest_brief=1)
+        set_tests_properties(${entry} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ENVIRONMENT
+            "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_stack_use_after_return=1;UBSAN_OPTIONS=print_stacktrace=1;GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${index}")
+    endforeach()
 endfunction()
 
 # harrowmint_fuzz(name SOURCES … LINK …): a libFuzzer program named fuzz_<name>; its corpus is tests/fuzz/corpus/<name>.
