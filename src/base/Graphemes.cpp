@@ -6,6 +6,7 @@
 
 #include <QChar>
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace harrowmint {
@@ -44,10 +45,8 @@ Class classOfCategory(char32_t scalar)
     }
 }
 
-Class classOf(char32_t scalar)
+Class lookedUpClass(char32_t scalar)
 {
-    if (scalar >= 0x20 && scalar < 0x7f)
-        return Class::Other;
     if (isHangulSyllable(scalar))
         return hangulSyllableClass(scalar);
     const auto range = std::lower_bound(std::begin(graphemeRanges), std::end(graphemeRanges), scalar,
@@ -55,6 +54,19 @@ Class classOf(char32_t scalar)
     if (range != std::end(graphemeRanges) && range->first <= scalar)
         return range->kind;
     return classOfCategory(scalar);
+}
+
+/// Of each scalar of the basic plane. Searching the ranges for every character of a vowelled text would be most of the
+/// work of reading a request.
+const std::array<Class, 0x10000>& basicPlane()
+{
+    static const std::array<Class, 0x10000> classes = [] {
+        std::array<Class, 0x10000> found{};
+        for (char32_t scalar = 0; scalar < found.size(); ++scalar)
+            found[scalar] = lookedUpClass(scalar);
+        return found;
+    }();
+    return classes;
 }
 
 bool isControlClass(Class c)
@@ -134,10 +146,13 @@ bool hasMoreCharactersThan(QStringView text, qsizetype limit)
 {
     if (text.size() <= limit)
         return false;
+    const auto& basicClasses = basicPlane();
     Boundaries boundaries;
     qsizetype characters = 0;
     while (!text.isEmpty()) {
-        if (boundaries.beginsBefore(classOf(takeScalar(text))) && ++characters > limit)
+        const char32_t scalar = takeScalar(text);
+        const Class next = scalar < basicClasses.size() ? basicClasses[scalar] : lookedUpClass(scalar);
+        if (boundaries.beginsBefore(next) && ++characters > limit)
             return true;
     }
     return false;

@@ -146,7 +146,7 @@ QtQueue::Task QtQueue::takeTask()
 void QtQueue::runWaitingTasks()
 {
     char bytes[16];
-    while (::read(m_readEnd, bytes, sizeof bytes) > 0) { }
+    while (::read(m_readEnd, bytes, sizeof bytes) == sizeof bytes) { } // fewer: that was all
     // Tasks that these give rise to wait for the next turn, so that timers and sockets get theirs.
     std::size_t turn = 0;
     {

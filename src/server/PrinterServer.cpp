@@ -35,6 +35,13 @@ bool isFatalToListener(const asio::error_code& error)
         || error == asio::error::not_socket;
 }
 
+/// Whether bytes of the client wait to be read.
+bool hasUnreadBytes(tcp::socket& socket)
+{
+    char byte = 0;
+    return ::recv(socket.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
 bool hasFailed(tcp::socket& socket)
 {
     int error = 0;
@@ -184,6 +191,7 @@ void PrinterServer::Implementation::handOver(const ConnectionPointer& connection
 {
     connection->waitsForPrinterOrUser =
         request.path == QStringLiteral("/print") || request.path == QStringLiteral("/pair");
+    connection->maySendMore = !request.body.isEmpty();
     connection->buffer.clear();
     if (connection->waitsForPrinterOrUser)
         closeOnFailure(connection);
@@ -235,8 +243,10 @@ void PrinterServer::Implementation::sendRest(const ConnectionPointer& connection
             connection->transferred += static_cast<qsizetype>(bytes);
             if (connection->transferred < connection->buffer.size())
                 sendRest(connection);
-            else
+            else if (connection->maySendMore || hasUnreadBytes(connection->socket))
                 drain(connection);
+            else
+                close(connection);
         });
 }
 

@@ -25,7 +25,8 @@ using Clock = asio::steady_timer::clock_type;
 inline constexpr qsizetype maximumReadBytes = 16'384;
 
 /// One accepted connection. It counts among the open ones while its request is read, handled and answered; then it
-/// drains: what the client still sends is read and discarded until the client ends.
+/// drains: what the client still sends is read and discarded until the client ends. A client that has sent all it had
+/// is spared that.
 struct Connection {
     Connection(std::uint64_t number, tcp::socket accepted)
         : id(number)
@@ -38,6 +39,7 @@ struct Connection {
     const Clock::time_point acceptedAt = Clock::now();
     Clock::time_point deadline; ///< when it is closed at the latest
     bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
+    bool maySendMore = true; ///< false once a whole request without a body has come
     QByteArray buffer; ///< the request as received so far, later the encoded reply
     qsizetype transferred = 0; ///< bytes in `buffer` that were received, later those that were sent
     std::size_t drained = 0; ///< bytes discarded after the reply

@@ -17,11 +17,12 @@ std::chrono::milliseconds since(std::chrono::steady_clock::time_point start)
 }
 
 /// A client whose request is answered, and which keeps its side open.
+/// A client that may still send, because its request had a body.
 Client answeredClient(std::uint16_t port)
 {
     Client client(port);
-    client.send(health);
-    EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("/health")));
+    client.send(post("/print", "{}"));
+    EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("/print")));
     return client;
 }
 
@@ -229,7 +230,7 @@ TEST_F(PrinterServerDraining, ForgetsAClientThatHasEnded)
     serve(limits);
     Client stays = answeredClient(port());
     for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(exchange(port(), health), echoed(QStringLiteral("/health")));
+        EXPECT_EQ(exchange(port(), post("/print", "{}")), echoed(QStringLiteral("/print")));
         settle();
         EXPECT_EQ(stays.send("x"), 1);
     }
@@ -254,6 +255,28 @@ TEST_F(PrinterServerDraining, EndsWhenItHasReadItsShare)
     Client client = answeredClient(port());
     EXPECT_EQ(client.send(QByteArray(50'000, 'x')), 50'000);
     client.sendUntilReset();
+}
+
+TEST_F(PrinterServerDraining, IsSparedAClientThatHasSentAllItHad)
+{
+    serve(patient());
+    Client client(port());
+    client.send(health);
+    EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("/health")));
+    client.sendUntilReset();
+}
+
+TEST_F(PrinterServerDraining, IsNotSparedAClientThatHasSentMoreThanItsRequest)
+{
+    serve(patient(), holding());
+    Client client(port());
+    client.send(health);
+    const ReplyCallback reply = takeHeld();
+    client.send("x");
+    reply({.status = 200, .message = QStringLiteral("one")});
+    EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("one")));
+    EXPECT_EQ(client.send("x"), 1);
+    EXPECT_EQ(client.send("x"), 1) << "the server still drains";
 }
 
 TEST_F(PrinterServerDraining, IsSkippedWhenNoneMayDrain)
