@@ -63,7 +63,13 @@ void PrinterServer::Implementation::start()
     }
     m_port = m_acceptor.local_endpoint().port();
     acceptNext();
-    m_thread = std::thread([this] { run(); });
+    try {
+        m_thread = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        asio::error_code ignored;
+        m_acceptor.close(ignored); // else clients would wait for an answer that never comes
+        throw;
+    }
     report(readyText.toString().arg(m_port), true);
 }
 

@@ -48,8 +48,8 @@ public:
     /// Gets the listener's state as a text for people and whether it is well; set before `start`.
     Status status;
 
-    /// Listens on 127.0.0.1. Throws std::system_error only when no socket can be made; a port that is taken is told
-    /// through `status`. Call once.
+    /// Listens on 127.0.0.1. Throws std::system_error only when no socket or thread can be had; a port that is taken is
+    /// told through `status`. Call once.
     void start();
     /// The port listened on: the one asked for, or the one the system chose for 0. After `start`.
     [[nodiscard]] std::uint16_t port() const;

@@ -1,5 +1,8 @@
 #include "server/ServerFixture.h"
 
+#include <ctime>
+#include <sys/socket.h>
+
 using namespace harrowmint;
 using namespace harrowmint::test;
 
@@ -97,6 +100,23 @@ TEST_F(PrinterServerRequests, GetTheirReplyAlthoughTheClientHasEndedSending)
     client.send(post("/print", "{}"));
     client.endSending();
     takeHeld()({.status = 200, .message = QStringLiteral("printed")});
+    EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("printed")));
+}
+
+TEST_F(PrinterServerRequests, AreNotDisturbedByUrgentBytes)
+{
+    serve(patient(), holding());
+    Client client(port());
+    client.send(post("/print", "{}"));
+    const ReplyCallback reply = takeHeld();
+    ASSERT_EQ(::send(client.descriptor(), "!", 1, MSG_OOB), 1);
+    const auto wallStart = std::chrono::steady_clock::now();
+    const std::clock_t processorStart = std::clock();
+    EXPECT_TRUE(client.staysSilent(200));
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - wallStart;
+    const double processor = static_cast<double>(std::clock() - processorStart) / CLOCKS_PER_SEC;
+    EXPECT_LT(processor, wall.count() / 2) << "the server looks at them again and again";
+    reply({.status = 200, .message = QStringLiteral("printed")});
     EXPECT_EQ(client.receive(), closedAfter(200, QStringLiteral("printed")));
 }
 
