@@ -1,6 +1,7 @@
 #include "base/CanonicalJSON.h"
 
 #include <QLocale>
+#include <algorithm>
 #include <cmath>
 
 namespace harrowmint {
@@ -45,6 +46,12 @@ QByteArray plainForm(const Digits& number)
     if (number.point >= length)
         return number.digits + QByteArray(number.point - length, '0');
     return number.digits.left(number.point) + '.' + number.digits.mid(number.point);
+}
+
+bool mustBeEscaped(char c)
+{
+    constexpr unsigned char firstPrintable = 0x20;
+    return static_cast<unsigned char>(c) < firstPrintable || c == '"' || c == '\\';
 }
 
 void appendEscaped(QByteArray& output, char c)
@@ -143,13 +150,14 @@ void appendCanonical(QByteArray& output, const JSONValue& value)
 
 void appendJSONString(QByteArray& output, std::string_view utf8)
 {
-    constexpr unsigned char firstPrintable = 0x20;
     output += '"';
-    for (const char c : utf8) {
-        if (static_cast<unsigned char>(c) < firstPrintable || c == '"' || c == '\\')
-            appendEscaped(output, c);
-        else
-            output += c;
+    while (!utf8.empty()) {
+        const auto* const end = std::find_if(utf8.begin(), utf8.end(), mustBeEscaped);
+        const auto plain = static_cast<std::size_t>(end - utf8.begin());
+        output.append(utf8.data(), static_cast<qsizetype>(plain));
+        utf8.remove_prefix(plain);
+        for (; !utf8.empty() && mustBeEscaped(utf8.front()); utf8.remove_prefix(1))
+            appendEscaped(output, utf8.front());
     }
     output += '"';
 }

@@ -8,8 +8,10 @@ namespace {
 
 constexpr int noContent = 204;
 constexpr int firstFailure = 400;
+/// Bytes; a guess that is seldom too small, so that texts rarely have to grow.
+constexpr qsizetype roomForTheRest = 512;
 
-QByteArray reasonPhrase(int status)
+QByteArrayView reasonPhrase(int status)
 {
     switch (status) {
     case 200:
@@ -37,23 +39,25 @@ QByteArray reasonPhrase(int status)
 
 QByteArray jsonBody(const HTTPReply& reply)
 {
-    QByteArray body =
-        reply.status < firstFailure ? "{\"success\":true,\"message\":" : "{\"success\":false,\"message\":";
+    QByteArray body;
     const QByteArray message = reply.message.toUtf8();
+    body.reserve(message.size() + roomForTheRest);
+    body += reply.status < firstFailure ? "{\"success\":true,\"message\":" : "{\"success\":false,\"message\":";
     appendJSONString(body, std::string_view(message.constData(), static_cast<std::size_t>(message.size())));
-    return body + '}';
+    return body += '}';
 }
 
-QByteArray corsHeaders(const HTTPReply& reply)
+void appendCORSHeaders(QByteArray& output, const HTTPReply& reply)
 {
     if (!reply.origin)
-        return {};
-    QByteArray headers = "Access-Control-Allow-Origin: " + reply.origin->toUtf8() + "\r\nVary: Origin\r\n";
+        return;
+    output += "Access-Control-Allow-Origin: ";
+    output += reply.origin->toUtf8();
+    output += "\r\nVary: Origin\r\n";
     if (reply.preflight)
-        headers += "Access-Control-Allow-Methods: POST\r\nAccess-Control-Allow-Headers: Content-Type, Accept\r\n";
+        output += "Access-Control-Allow-Methods: POST\r\nAccess-Control-Allow-Headers: Content-Type, Accept\r\n";
     if (reply.preflight && reply.privateNetwork)
-        headers += "Access-Control-Allow-Private-Network: true\r\n";
-    return headers;
+        output += "Access-Control-Allow-Private-Network: true\r\n";
 }
 
 } // namespace
@@ -61,13 +65,22 @@ QByteArray corsHeaders(const HTTPReply& reply)
 QByteArray HTTPReply::encoded() const
 {
     const QByteArray body = status == noContent ? QByteArray() : jsonBody(*this);
-    return "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonPhrase(status)
-        + "\r\n"
-          "Content-Type: application/json\r\n"
-          "Cache-Control: no-store\r\n"
-          "Connection: close\r\n"
-          "X-Content-Type-Options: nosniff\r\n"
-        + corsHeaders(*this) + "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+    QByteArray output;
+    output.reserve(body.size() + roomForTheRest);
+    output += "HTTP/1.1 ";
+    output += QByteArray::number(status);
+    output += ' ';
+    output += reasonPhrase(status);
+    output += "\r\n"
+              "Content-Type: application/json\r\n"
+              "Cache-Control: no-store\r\n"
+              "Connection: close\r\n"
+              "X-Content-Type-Options: nosniff\r\n";
+    appendCORSHeaders(output, *this);
+    output += "Content-Length: ";
+    output += QByteArray::number(body.size());
+    output += "\r\n\r\n";
+    return output += body;
 }
 
 } // namespace harrowmint

@@ -4,6 +4,7 @@
 #include "server/Blanks.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace harrowmint {
 
@@ -49,12 +50,20 @@ bool isNameCharacter(QChar c)
     return (c >= u'a' && c <= u'z') || isDigit(c) || c == u'-';
 }
 
+/// Like QByteArrayView::indexOf, which prepares a search that texts as short as these do not repay.
+qsizetype position(QByteArrayView text, QByteArrayView searched)
+{
+    const auto found = std::string_view(text.data(), static_cast<std::size_t>(text.size()))
+                           .find(std::string_view(searched.data(), static_cast<std::size_t>(searched.size())));
+    return found == std::string_view::npos ? -1 : static_cast<qsizetype>(found);
+}
+
 /// Takes the text before the first `separator`, and the separator, off `rest`; all of it when there is none.
 QByteArrayView takeUntil(QByteArrayView& rest, QByteArrayView separator)
 {
-    const qsizetype position = rest.indexOf(separator);
-    const QByteArrayView taken = position < 0 ? rest : rest.first(position);
-    rest = position < 0 ? QByteArrayView() : rest.sliced(position + separator.size());
+    const qsizetype end = position(rest, separator);
+    const QByteArrayView taken = end < 0 ? rest : rest.first(end);
+    rest = end < 0 ? QByteArrayView() : rest.sliced(end + separator.size());
     return taken;
 }
 
@@ -117,7 +126,7 @@ std::optional<QString> HTTPRequest::header(const QString& name) const
 std::optional<HTTPRequest> HTTPRequest::parse(QByteArrayView data)
 {
     require(data.size() <= maximumBytes, requestTooLarge);
-    const qsizetype headerBytes = data.indexOf(headerEnd);
+    const qsizetype headerBytes = position(data, headerEnd);
     if (headerBytes < 0) {
         require(data.size() <= maximumHeaderBytes, headersTooLarge);
         return std::nullopt;
