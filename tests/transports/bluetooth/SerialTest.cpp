@@ -220,7 +220,7 @@ TEST_F(Serial, GivesItsCallerUpAfter52SecondsAndNothingPrintsAfterwards)
 {
     {
         LateQueue late(queue, 60s);
-        ReceiptSerialBackend lateBackend(late, world, waiter);
+        ReceiptSerialBackend lateBackend(late, lend(world), waiter);
         try {
             lateBackend.print(jobBytes(3000), serialPort);
             FAIL() << "a job that never began was printed";
