@@ -10,8 +10,8 @@ using namespace harrowmint;
 int main(int argc, char** argv)
 {
     return runAgent(argc, argv, [](SerialQueue& main) {
-        auto configuration = agentConfiguration(
-            main, PrinterSettings::directory(), QStringLiteral(SCRIPTED_BACKEND), systemBluetooth());
+        auto configuration =
+            agentConfiguration(main, PrinterSettings::directory(), QStringLiteral(SCRIPTED_BACKEND), systemBluetooth());
         if (const auto port = QCoreApplication::arguments().value(1).toUShort())
             configuration.port = port;
         return configuration;
