@@ -269,9 +269,9 @@ void LEPrinterLink::schedule(int count)
     if (m_job->stream->finished()) {
         m_phase = Phase::settling;
         pause = m_kind.settlePause;
-    } else {
-        // Timers are late, never early; hundreds of them would make a long receipt miss its limit.
-        pause -= std::min(m_late, pause / largestMadeUpPart);
+    } else if (m_makesUp) {
+        // Timers are late, never early, and a write takes its time; hundreds would make a long receipt miss its limit.
+        pause -= std::min(m_queue.now() - m_pauseEnd, pause / largestMadeUpPart);
     }
     m_pauseEnd = m_queue.now() + pause;
     m_pacing = m_queue.after(pause, [this] { afterPause(); });
@@ -284,9 +284,9 @@ void LEPrinterLink::afterPause()
         finish(std::nullopt, false);
         return;
     }
-    m_late = m_queue.now() - m_pauseEnd;
+    m_makesUp = true;
     pump();
-    m_late = {};
+    m_makesUp = false;
 }
 
 // Ends

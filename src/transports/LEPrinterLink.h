@@ -111,7 +111,7 @@ private:
     bool m_waiting = false; ///< for the answer to a write
     std::optional<Timer> m_pacing;
     std::chrono::steady_clock::time_point m_pauseEnd; ///< of `m_pacing`, as it should be
-    SerialQueue::Duration m_late{}; ///< by how much the last pause was too long, until the next write
+    bool m_makesUp = false; ///< the write under way follows a pause, whose lateness the next one makes up for
     Timer m_watchdog;
     Timer m_closingLimit;
 };

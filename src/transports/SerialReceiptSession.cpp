@@ -3,6 +3,7 @@
 #include "transports/BluetoothPort.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace harrowmint {
 
@@ -10,6 +11,8 @@ namespace {
 
 constexpr std::chrono::seconds transferLimit{50};
 constexpr std::chrono::milliseconds packetPause{10};
+/// A pause makes up for the lateness of the one before by at most this.
+constexpr SerialQueue::Duration mostMadeUp = SerialQueue::Duration(packetPause) / 8;
 constexpr int largestPacket = 1024;
 
 constexpr QStringView notPaired = u"Pair this receipt printer in macOS Bluetooth settings first.";
@@ -119,10 +122,18 @@ void SerialReceiptSession::rfcommChannelWriteComplete(bool succeeded)
     if (m_phase != Phase::sending || m_pending < 1)
         return;
     m_pending = 0;
-    if (succeeded)
-        m_pause = m_queue.after(packetPause, [this] { pump(); });
-    else
-        fail(writeFailed);
+    if (!succeeded)
+        return fail(writeFailed);
+    const SerialQueue::Duration pause = packetPause - std::min(std::exchange(m_late, {}), mostMadeUp);
+    m_pauseEnd = m_queue.now() + pause;
+    m_pause = m_queue.after(pause, [this] { afterPause(); });
+}
+
+void SerialReceiptSession::afterPause()
+{
+    pump();
+    // Timers are late, never early, and a write takes its time; what the printer takes is not made up for.
+    m_late = m_queue.now() - m_pauseEnd;
 }
 
 void SerialReceiptSession::rfcommChannelClosed()

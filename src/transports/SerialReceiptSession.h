@@ -38,6 +38,7 @@ private:
     void rfcommChannelClosed() override;
 
     void pump();
+    void afterPause();
     void fail(QStringView message);
     void finish(TransferOutcome outcome);
 
@@ -53,6 +54,8 @@ private:
     qsizetype m_pending = 0; ///< bytes of the write in flight
     Timer m_deadline;
     Timer m_pause;
+    std::chrono::steady_clock::time_point m_pauseEnd; ///< of `m_pause`, as it should be
+    SerialQueue::Duration m_late{}; ///< by how much the last pause was too long, and the write behind it
 };
 
 } // namespace harrowmint

@@ -1,5 +1,6 @@
 // What is particular to receipts over Bluetooth LE.
 #include "LERig.h"
+#include "support/LateTimers.h"
 #include "transports/ReceiptByteCursor.h"
 
 #include <gtest/gtest.h>
@@ -161,28 +162,6 @@ TEST_F(ReceiptBLE, MakesNoLongerPauseAfterAnOpeningOf2Bytes)
     // Such a chunk is only possible as a whole job; the settle pause is all that follows.
     EXPECT_EQ(pausesOf(2), std::vector{500ms});
 }
-
-/// A queue whose timers are late.
-class LateTimers final : public SerialQueue {
-public:
-    LateTimers(VirtualQueue& inner, Duration lateness)
-        : m_inner(inner)
-        , m_lateness(lateness)
-    {
-    }
-    void async(Task task) override { m_inner.async(std::move(task)); }
-    [[nodiscard]] Timer after(Duration delay, Task task) override
-    {
-        return m_inner.after(delay + m_lateness, std::move(task));
-    }
-    [[nodiscard]] std::chrono::steady_clock::time_point now() const override { return m_inner.now(); }
-    [[nodiscard]] std::chrono::system_clock::time_point date() const override { return m_inner.date(); }
-    [[nodiscard]] bool isCurrent() const override { return m_inner.isCurrent(); }
-
-private:
-    VirtualQueue& m_inner;
-    Duration m_lateness;
-};
 
 /// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`.
 SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness)

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "support/VirtualQueue.h"
+
+namespace harrowmint::test {
+
+/// A queue whose timers are late.
+class LateTimers final : public SerialQueue {
+public:
+    LateTimers(VirtualQueue& inner, Duration lateness)
+        : m_inner(inner)
+        , m_lateness(lateness)
+    {
+    }
+    void async(Task task) override { m_inner.async(std::move(task)); }
+    [[nodiscard]] Timer after(Duration delay, Task task) override
+    {
+        return m_inner.after(delay + m_lateness, std::move(task));
+    }
+    [[nodiscard]] std::chrono::steady_clock::time_point now() const override { return m_inner.now(); }
+    [[nodiscard]] std::chrono::system_clock::time_point date() const override { return m_inner.date(); }
+    [[nodiscard]] bool isCurrent() const override { return m_inner.isCurrent(); }
+
+private:
+    VirtualQueue& m_inner;
+    Duration m_lateness;
+};
+
+} // namespace harrowmint::test
