@@ -11,8 +11,6 @@ namespace {
 
 constexpr std::chrono::seconds transferLimit{50};
 constexpr std::chrono::milliseconds packetPause{10};
-/// A pause makes up for the lateness of the one before by at most this.
-constexpr SerialQueue::Duration mostMadeUp = SerialQueue::Duration(packetPause) / 8;
 constexpr int largestPacket = 1024;
 
 constexpr QStringView notPaired = u"Pair this receipt printer in macOS Bluetooth settings first.";
@@ -124,16 +122,13 @@ void SerialReceiptSession::rfcommChannelWriteComplete(bool succeeded)
     m_pending = 0;
     if (!succeeded)
         return fail(writeFailed);
-    const SerialQueue::Duration pause = packetPause - std::min(std::exchange(m_late, {}), mostMadeUp);
-    m_pauseEnd = m_queue.now() + pause;
-    m_pause = m_queue.after(pause, [this] { afterPause(); });
+    m_pause = m_queue.after(m_pace.begin(m_queue.now(), packetPause), [this] { afterPause(); });
 }
 
 void SerialReceiptSession::afterPause()
 {
     pump();
-    // Timers are late, never early, and a write takes its time; what the printer takes is not made up for.
-    m_late = m_queue.now() - m_pauseEnd;
+    m_pace.written(m_queue.now());
 }
 
 void SerialReceiptSession::rfcommChannelClosed()

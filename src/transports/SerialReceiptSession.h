@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/SerialQueue.h"
+#include "transports/Pace.h"
 #include "transports/TransferResult.h"
 #include "transports/bluetooth/SerialBluetooth.h"
 
@@ -54,8 +55,7 @@ private:
     qsizetype m_pending = 0; ///< bytes of the write in flight
     Timer m_deadline;
     Timer m_pause;
-    std::chrono::steady_clock::time_point m_pauseEnd; ///< of `m_pause`, as it should be
-    SerialQueue::Duration m_late{}; ///< by how much the last pause was too long, and the write behind it
+    Pace m_pace;
 };
 
 } // namespace harrowmint

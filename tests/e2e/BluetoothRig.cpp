@@ -70,8 +70,9 @@ constexpr Way allWays[] = {Way::ReceiptLE, Way::Label, Way::ReceiptSerial};
 const QString BluetoothRig::adapter = QStringLiteral("/org/bluez/hci0");
 const QByteArray BluetoothRig::store = "https://shop.example.com";
 
-BluetoothRig::BluetoothRig(QString program)
+BluetoothRig::BluetoothRig(QString program, std::uint16_t port)
     : m_program(std::move(program))
+    , m_port(port)
 {
 }
 

@@ -19,8 +19,8 @@ public:
     static const QString adapter; ///< the path of the computer's Bluetooth adapter
     static const QByteArray store; ///< the approved one
 
-    /// `program` is the agent, which takes its port as an argument.
-    explicit BluetoothRig(QString program);
+    /// `program` is the agent; it listens on `port`, of which it is told in its first argument.
+    explicit BluetoothRig(QString program, std::uint16_t port = freePort());
 
     /// Makes the adapter and the printers known to bluetoothd, and starts it.
     void publish();
@@ -56,7 +56,7 @@ private:
 
     QString m_program;
     TemporaryDirectory m_home;
-    std::uint16_t m_port = freePort();
+    std::uint16_t m_port;
 };
 
 /// A print request for this way that no other resembles, of `rows` rows on paper of 58 mm or a little more.

@@ -163,12 +163,13 @@ TEST_F(ReceiptBLE, MakesNoLongerPauseAfterAnOpeningOf2Bytes)
     EXPECT_EQ(pausesOf(2), std::vector{500ms});
 }
 
-/// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`.
-SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness)
+/// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`, and the
+/// tenth by `once` in addition.
+SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness, SerialQueue::Duration once = {})
 {
     const auto clock = std::make_shared<VirtualClock>();
     VirtualQueue inner(clock);
-    LateTimers queue(inner, lateness);
+    LateTimers queue(inner, lateness, once);
     VirtualWaiter waiter(*clock);
     FakeLE world(inner);
     world.addPrinter(1);
@@ -189,8 +190,15 @@ TEST(ReceiptBLEPacing, DoesNotAddUpTheLatenessOfItsTimers)
 
 TEST(ReceiptBLEPacing, MakesUpForNoMoreThanAnEighthOfAPause)
 {
-    // The first pause is 5 ms late; each of the others makes up for 1.875 ms of the one before.
+    // Each pause is 5 ms late; each but the first makes up for 1.875 ms of what came before.
     EXPECT_EQ(timeFor100Pauses(5ms), 100 * 20ms - 99 * 1'875us);
+}
+
+TEST(ReceiptBLEPacing, MakesUpForOneLongDelayOverSeveralPauses)
+{
+    EXPECT_EQ(timeFor100Pauses(0ms, 6ms), 1500ms);
+    // No more than a pause is made up for, and nothing within the pause that is late.
+    EXPECT_EQ(timeFor100Pauses(0ms, 60ms), 1500ms + 60ms - 15ms);
 }
 
 TEST(ReceiptBLEPacing, DoesNotMakeUpForAPrinterThatWasNotReady)

@@ -196,12 +196,13 @@ TEST_F(Serial, FailsWhenTheChannelClosesWhileItOpens)
 
 // Pauses that are too long
 
-/// The time from the first of 101 packets of 1021 bytes to the last, when every timer is late by `lateness`.
-SerialQueue::Duration timeFor100Packets(SerialQueue::Duration lateness)
+/// The time from the first of 101 packets of 1021 bytes to the last, when every timer is late by `lateness`, and
+/// the tenth by `once` in addition.
+SerialQueue::Duration timeFor100Packets(SerialQueue::Duration lateness, SerialQueue::Duration once = {})
 {
     const auto clock = std::make_shared<VirtualClock>();
     VirtualQueue inner(clock);
-    LateTimers queue(inner, lateness);
+    LateTimers queue(inner, lateness, once);
     VirtualWaiter waiter(*clock);
     FakeSerial world(inner);
     {
@@ -220,8 +221,15 @@ TEST(SerialPacing, DoesNotAddUpTheLatenessOfItsTimers)
 
 TEST(SerialPacing, MakesUpForNoMoreThanAnEighthOfAPause)
 {
-    // The first pause is 5 ms late; each of the others makes up for 1.25 ms of the one before.
+    // Each pause is 5 ms late; each but the first makes up for 1.25 ms of what came before.
     EXPECT_EQ(timeFor100Packets(5ms), 100 * 15ms - 99 * 1'250us);
+}
+
+TEST(SerialPacing, MakesUpForOneLongDelayOverSeveralPauses)
+{
+    EXPECT_EQ(timeFor100Packets(0ms, 4ms), 1000ms);
+    // No more than a pause is made up for.
+    EXPECT_EQ(timeFor100Packets(0ms, 60ms), 1000ms + 60ms - 10ms);
 }
 
 TEST_F(Serial, DoesNotMakeUpForThePrintersOwnDelay)
