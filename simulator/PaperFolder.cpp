@@ -29,10 +29,10 @@ QString printerAddress()
 }
 
 /// Links `file`, complete as it is, to the first name that nobody has.
-QString linkToFreeName(const QString& file, const QDir& folder)
+QString linkToFreeName(const QString& file, const QDir& folder, const QString& kind)
 {
     for (int number = 1; number <= maximumPapers; ++number) {
-        QString path = folder.filePath(QStringLiteral("receipt-%1.png").arg(number));
+        QString path = folder.filePath(QStringLiteral("%1-%2.png").arg(kind).arg(number));
         if (::link(QFile::encodeName(file).constData(), QFile::encodeName(path).constData()) == 0)
             return path;
         if (errno != EEXIST)
@@ -43,15 +43,15 @@ QString linkToFreeName(const QString& file, const QDir& folder)
 
 } // namespace
 
-QString savePaper(const QImage& image, const QString& folder)
+QString savePaper(const QImage& image, const QString& folder, const QString& kind)
 {
     const QDir directory(folder);
     if (!directory.mkpath(QStringLiteral(".")))
         failWithErrno(folder);
-    QTemporaryFile file(directory.filePath(QStringLiteral(".receipt-XXXXXX")));
+    QTemporaryFile file(directory.filePath(QStringLiteral(".paper-XXXXXX")));
     if (!file.open() || !image.save(&file, "PNG") || !file.flush())
         throw PrinterError(QStringLiteral("Cannot write the paper to %1: %2.").arg(folder, file.errorString()));
-    return linkToFreeName(file.fileName(), directory);
+    return linkToFreeName(file.fileName(), directory, kind);
 }
 
 QString virtualPrinterURI(const QString& folder)

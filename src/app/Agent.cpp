@@ -1,6 +1,5 @@
 #include "app/Agent.h"
 
-#include "base/PrinterError.h"
 #include "transports/USBBackend.h"
 
 #include <QGuiApplication>
@@ -8,20 +7,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace harrowmint {
 
 namespace {
-
-const auto noReceiptBluetoothText =
-    QStringLiteral("This version cannot print on Bluetooth printers. No receipt data was sent.");
-const auto noLabelBluetoothText =
-    QStringLiteral("This version cannot print on Bluetooth printers. No label data was sent.");
-
-void refuseReceipt(const QByteArray&, const QString&)
-{
-    throw PrinterError(noReceiptBluetoothText);
-}
 
 /// Never waits for whoever reads the log: a line that does not fit now is dropped. A pipe that is writable takes as
 /// many bytes as a line may have at once (POSIX, PIPE_BUF).
@@ -52,26 +42,28 @@ void settleProcess()
 
 } // namespace
 
-Transports agentTransports(const QString& usbProgram)
+AgentConfiguration agentConfiguration(
+    SerialQueue& main, QString directory, const QString& usbProgram, const BluetoothPorts& ports)
 {
-    return {
-        [usbProgram](const QByteArray& bytes, const QString& uri, const JobRunner::Transferred& transferred) {
-            USBBackend::print(bytes, uri, transferred, usbProgram);
-        },
-        refuseReceipt,
-        refuseReceipt,
-        [](const LabelDocument&, const QString&) { throw PrinterError(noLabelBluetoothText); },
+    AgentConfiguration configuration;
+    configuration.directory = std::move(directory);
+    configuration.bluetooth = std::make_shared<BluetoothTransports>(main, ports);
+    configuration.bluetooth->addTo(configuration.transports);
+    configuration.transports.usb = [usbProgram](const QByteArray& bytes, const QString& uri,
+                                       const JobRunner::Transferred& transferred) {
+        USBBackend::print(bytes, uri, transferred, usbProgram);
     };
+    return configuration;
 }
 
-int runAgent(int argc, char** argv, const std::function<AgentConfiguration()>& configure)
+int runAgent(int argc, char** argv, const std::function<AgentConfiguration(SerialQueue&)>& configure)
 {
     settleProcess();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Harrowmint Printer"));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QtQueue main;
-    AgentConfiguration configuration = configure();
+    AgentConfiguration configuration = configure(main);
     if (!configuration.log)
         configuration.log = logLine;
     AppDelegate delegate(main, std::move(configuration));

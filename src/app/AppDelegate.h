@@ -15,9 +15,13 @@
 
 namespace harrowmint {
 
+class BluetoothTransports;
+
 /// What makes one agent differ from another: where its data lives and which printers it reaches.
 struct AgentConfiguration {
     QString directory; ///< the data directory
+    /// What `transports` prints on over Bluetooth; null when the agent does without.
+    std::shared_ptr<BluetoothTransports> bluetooth;
     Transports transports;
     std::uint16_t port = PrinterServer::defaultPort;
     /// Gets each change of the status line and of the activity line; content-free sentences, meant for a log.

@@ -1,14 +1,13 @@
 #include "app/Agent.h"
+#include "app/SystemBluetooth.h"
 #include "settings/PrinterSettings.h"
 #include "transports/USBBackend.h"
 
+using namespace harrowmint;
+
 int main(int argc, char** argv)
 {
-    return harrowmint::runAgent(argc, argv, [] {
-        return harrowmint::AgentConfiguration{
-            .directory = harrowmint::PrinterSettings::directory(),
-            .transports = harrowmint::agentTransports(harrowmint::USBBackend::path()),
-            .log = {},
-        };
+    return runAgent(argc, argv, [](SerialQueue& main) {
+        return agentConfiguration(main, PrinterSettings::directory(), USBBackend::path(), systemBluetooth());
     });
 }

@@ -11,8 +11,6 @@ using std::chrono::milliseconds;
 
 /// A cancelled connection that is not reported as ended within this time is taken for ended.
 constexpr milliseconds closingLimit{5'000};
-/// A pause makes up for the lateness of the one before by at most this part of itself.
-constexpr int largestMadeUpPart = 8;
 constexpr int largestChunk = 180;
 constexpr int smallestChunk = 8;
 
@@ -221,6 +219,7 @@ void LEPrinterLink::configure()
         return;
     }
     m_phase = Phase::sending;
+    m_pace = {};
     m_step = Step::none;
     pump();
 }
@@ -242,8 +241,13 @@ void LEPrinterLink::pump()
     m_job->stream->advance(count);
     m_waiting = m_writeType == LEWriteType::withResponse;
     central().write(*m_peripheral, *m_channel, *chunk, m_writeType);
-    if (!m_waiting)
-        schedule(count);
+    if (m_waiting)
+        return;
+    if (m_afterPause)
+        m_pace.written(m_queue.now());
+    else
+        m_pace.interrupted();
+    schedule(count);
 }
 
 void LEPrinterLink::readyToWrite(const QUuid& peripheral)
@@ -270,10 +274,8 @@ void LEPrinterLink::schedule(int count)
         m_phase = Phase::settling;
         pause = m_kind.settlePause;
     } else {
-        // Timers are late, never early; hundreds of them would make a long receipt miss its limit.
-        pause -= std::min(m_late, pause / largestMadeUpPart);
+        pause = m_pace.begin(m_queue.now(), pause);
     }
-    m_pauseEnd = m_queue.now() + pause;
     m_pacing = m_queue.after(pause, [this] { afterPause(); });
 }
 
@@ -284,9 +286,9 @@ void LEPrinterLink::afterPause()
         finish(std::nullopt, false);
         return;
     }
-    m_late = m_queue.now() - m_pauseEnd;
+    m_afterPause = true;
     pump();
-    m_late = {};
+    m_afterPause = false;
 }
 
 // Ends

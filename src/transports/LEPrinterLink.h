@@ -4,6 +4,7 @@
 #include "transports/ByteCursor.h"
 #include "transports/LEDiscovery.h"
 #include "transports/LEPrinterKind.h"
+#include "transports/Pace.h"
 #include "transports/TransferResult.h"
 #include "transports/bluetooth/LECentral.h"
 
@@ -110,8 +111,8 @@ private:
     int m_chunkSize = 0;
     bool m_waiting = false; ///< for the answer to a write
     std::optional<Timer> m_pacing;
-    std::chrono::steady_clock::time_point m_pauseEnd; ///< of `m_pacing`, as it should be
-    SerialQueue::Duration m_late{}; ///< by how much the last pause was too long, until the next write
+    Pace m_pace;
+    bool m_afterPause = false; ///< the write under way follows a pause, and nothing else
     Timer m_watchdog;
     Timer m_closingLimit;
 };

@@ -38,16 +38,21 @@ std::vector<USBPrinter> printersAmong(const SerialBluetooth::Devices& devices)
 
 } // namespace
 
-/// The running transfers, by job number. On the queue.
+/// The running transfers, by job number, and the devices they go to. On the queue.
 class ReceiptSerialBackend::Sessions : public std::enable_shared_from_this<Sessions> {
 public:
-    Sessions(SerialQueue& queue, SerialBluetooth& bluetooth)
+    Sessions(SerialQueue& queue, SerialBluetoothFactory factory)
         : m_queue(queue)
-        , m_bluetooth(bluetooth)
+        , m_factory(std::move(factory))
     {
     }
 
-    SerialBluetooth& bluetooth() { return m_bluetooth; }
+    SerialBluetooth& bluetooth()
+    {
+        if (!m_bluetooth)
+            m_bluetooth = m_factory();
+        return *m_bluetooth;
+    }
 
     void start(std::uint64_t number, const QByteArray& data, const QString& port, const TransferCompletion& completion)
     {
@@ -60,7 +65,7 @@ public:
             completion(std::move(outcome));
         });
         auto& session = m_running[number];
-        session = std::make_unique<SerialReceiptSession>(m_queue, m_bluetooth, data, port, callback);
+        session = std::make_unique<SerialReceiptSession>(m_queue, bluetooth(), data, port, callback);
         session->start();
     }
 
@@ -73,14 +78,15 @@ public:
 
 private:
     SerialQueue& m_queue;
-    SerialBluetooth& m_bluetooth;
+    SerialBluetoothFactory m_factory;
+    std::unique_ptr<SerialBluetooth> m_bluetooth; ///< outlives those that run
     std::map<std::uint64_t, std::unique_ptr<SerialReceiptSession>> m_running;
 };
 
-ReceiptSerialBackend::ReceiptSerialBackend(SerialQueue& queue, SerialBluetooth& bluetooth, Waiter& waiter)
+ReceiptSerialBackend::ReceiptSerialBackend(SerialQueue& queue, SerialBluetoothFactory factory, Waiter& waiter)
     : m_queue(queue)
     , m_waiter(waiter)
-    , m_sessions(std::make_shared<Sessions>(queue, bluetooth))
+    , m_sessions(std::make_shared<Sessions>(queue, std::move(factory)))
 {
 }
 

@@ -15,11 +15,13 @@
 namespace harrowmint {
 
 /// Paired classic Bluetooth receipt printers (Serial Port over RFCOMM), addressed as "spp:" and 12 upper-case
-/// hexadecimal digits. Any thread may call it; its work is done on `queue`, the agent's main one. Keeps nothing between
-/// jobs. Owned by the delegate; `queue` and `bluetooth` outlive it.
+/// hexadecimal digits. Any thread may call it; its work is done on `queue`, the agent's main one, which outlives it.
+/// Keeps nothing between jobs but its way to the devices.
 class ReceiptSerialBackend {
 public:
-    ReceiptSerialBackend(SerialQueue& queue, SerialBluetooth& bluetooth, Waiter& waiter = Waiter::sleeping());
+    /// `factory` makes the devices on `queue` when they are first needed; they die there, after the links to them.
+    /// `waiter` is how `print` blocks.
+    ReceiptSerialBackend(SerialQueue& queue, SerialBluetoothFactory factory, Waiter& waiter = Waiter::sleeping());
     ReceiptSerialBackend(const ReceiptSerialBackend&) = delete;
     ReceiptSerialBackend& operator=(const ReceiptSerialBackend&) = delete;
     ~ReceiptSerialBackend();
@@ -43,7 +45,7 @@ private:
 
     SerialQueue& m_queue;
     Waiter& m_waiter;
-    std::shared_ptr<Sessions> m_sessions; ///< those that run; lives on the queue
+    std::shared_ptr<Sessions> m_sessions; ///< those that run, and the devices; lives on the queue
     std::atomic<std::uint64_t> m_lastJob = 0;
 };
 

@@ -3,6 +3,7 @@
 #include "transports/BluetoothPort.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace harrowmint {
 
@@ -119,10 +120,15 @@ void SerialReceiptSession::rfcommChannelWriteComplete(bool succeeded)
     if (m_phase != Phase::sending || m_pending < 1)
         return;
     m_pending = 0;
-    if (succeeded)
-        m_pause = m_queue.after(packetPause, [this] { pump(); });
-    else
-        fail(writeFailed);
+    if (!succeeded)
+        return fail(writeFailed);
+    m_pause = m_queue.after(m_pace.begin(m_queue.now(), packetPause), [this] { afterPause(); });
+}
+
+void SerialReceiptSession::afterPause()
+{
+    pump();
+    m_pace.written(m_queue.now());
 }
 
 void SerialReceiptSession::rfcommChannelClosed()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/SerialQueue.h"
+#include "transports/Pace.h"
 #include "transports/TransferResult.h"
 #include "transports/bluetooth/SerialBluetooth.h"
 
@@ -38,6 +39,7 @@ private:
     void rfcommChannelClosed() override;
 
     void pump();
+    void afterPause();
     void fail(QStringView message);
     void finish(TransferOutcome outcome);
 
@@ -53,6 +55,7 @@ private:
     qsizetype m_pending = 0; ///< bytes of the write in flight
     Timer m_deadline;
     Timer m_pause;
+    Pace m_pace;
 };
 
 } // namespace harrowmint

@@ -28,7 +28,7 @@ Outcome BackendTest::printSerially(const QByteArray& bytes)
     if (!m_serial)
         makeSerial();
     if (!m_serialReceipts)
-        m_serialReceipts = std::make_unique<ReceiptSerialBackend>(m_queue, *m_serial);
+        m_serialReceipts = std::make_unique<ReceiptSerialBackend>(m_queue, test::lend(*m_serial));
     const auto outcome = std::make_shared<std::optional<QString>>();
     m_serialReceipts->start(bytes, serialPortName, completionOf(outcome));
     return outcome;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "adapter/SerialRig.h"
+#include "support/BorrowedSerial.h"
 #include "transports/LabelBackend.h"
 #include "transports/ReceiptBLEBackend.h"
 #include "transports/ReceiptSerialBackend.h"

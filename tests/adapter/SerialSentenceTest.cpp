@@ -136,7 +136,7 @@ TEST_F(BluezSerialSentences, ListsThePairedPrinters)
 {
     startWithSerialPrinter();
     makeSerial();
-    m_serialReceipts = std::make_unique<harrowmint::ReceiptSerialBackend>(m_queue, *m_serial);
+    m_serialReceipts = std::make_unique<harrowmint::ReceiptSerialBackend>(m_queue, harrowmint::test::lend(*m_serial));
     std::optional<std::vector<harrowmint::USBPrinter>> found;
     m_serialReceipts->discover([&found](const std::vector<harrowmint::USBPrinter>& printers) { found = printers; });
     ASSERT_TRUE(waitFor([&found] { return found.has_value(); }));

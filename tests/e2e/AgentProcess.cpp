@@ -4,8 +4,12 @@
 #include <QFile>
 #include <QProcessEnvironment>
 #include <QThread>
+#include <arpa/inet.h>
 #include <chrono>
+#include <netinet/in.h>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace harrowmint::test {
 
@@ -14,24 +18,41 @@ namespace {
 constexpr std::chrono::seconds patience{60};
 constexpr unsigned long pauseMilliseconds = 10;
 
-bool answersHealth()
+bool answersHealth(std::uint16_t port)
 {
-    return exchange(AgentProcess::port, pageRequest(AgentProcess::port, "GET", "/health", {})).status == 200;
+    return exchange(port, pageRequest(port, "GET", "/health", {})).status == 200;
 }
 
 } // namespace
 
-AgentProcess::AgentProcess(const QString& program, const QString& home)
+std::uint16_t freePort()
 {
-    if (answersHealth())
-        throw std::runtime_error("another agent listens on port 9100; close it to run this test");
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    const bool found = ::bind(listener, generic, size) == 0 && ::getsockname(listener, generic, &size) == 0;
+    ::close(listener);
+    if (!found)
+        throw std::runtime_error("there is no free port");
+    return ntohs(address.sin_port);
+}
+
+AgentProcess::AgentProcess(const QString& program, const QString& home, const AgentPlace& place)
+{
+    if (answersHealth(place.port))
+        throw std::runtime_error("another agent listens on the port; close it to run this test");
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    if (!place.systemBus.isEmpty())
+        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), place.systemBus);
     m_process.setProcessEnvironment(environment);
-    m_process.start(QStringLiteral(HARROWMINT_BIN_DIR "/") + program, QStringList());
+    m_process.start(QStringLiteral(HARROWMINT_BIN_DIR "/") + program, place.arguments);
     const QDeadlineTimer deadline(patience);
-    while (!answersHealth()) {
+    while (!answersHealth(place.port)) {
         m_process.waitForReadyRead(0);
         if (deadline.hasExpired() || m_process.state() == QProcess::NotRunning)
             throw std::runtime_error("the agent does not listen: " + log().toStdString());
@@ -76,9 +97,9 @@ QByteArray sample(const QString& name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-HttpResponse post(const QByteArray& origin, const QByteArray& body)
+HttpResponse post(const QByteArray& origin, const QByteArray& body, std::uint16_t port)
 {
-    return exchange(AgentProcess::port, pageRequest(AgentProcess::port, "POST", "/print", origin, body));
+    return exchange(port, pageRequest(port, "POST", "/print", origin, body));
 }
 
 } // namespace harrowmint::test

@@ -6,8 +6,19 @@
 #include <QByteArray>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 
 namespace harrowmint::test {
+
+/// Where an agent runs, if not where a user's would.
+struct AgentPlace {
+    std::uint16_t port = 9100; ///< where it listens; only the scripted agent can be told another one
+    QString systemBus; ///< the address of the system bus; empty: as it is for the test
+    QStringList arguments;
+};
+
+/// A port on which nobody listens now.
+[[nodiscard]] std::uint16_t freePort();
 
 /// One agent program as a user starts it, with a home directory of the test's.
 class AgentProcess {
@@ -15,12 +26,13 @@ public:
     static constexpr std::uint16_t port = 9100;
 
     /// Starts `program` of the build's bin directory and waits until it listens. Throws std::runtime_error otherwise.
-    AgentProcess(const QString& program, const QString& home);
+    AgentProcess(const QString& program, const QString& home, const AgentPlace& place = {});
     /// Ends it if it still runs.
     ~AgentProcess();
     AgentProcess(const AgentProcess&) = delete;
     AgentProcess& operator=(const AgentProcess&) = delete;
 
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
     /// Ends it without any warning (SIGKILL).
     void kill();
     /// Closes the reading end of its standard error.
@@ -38,6 +50,7 @@ private:
 /// A file of tests/samples.
 [[nodiscard]] QByteArray sample(const QString& name);
 /// A POST of `body` to /print as a page of `origin` sends it.
-[[nodiscard]] HttpResponse post(const QByteArray& origin, const QByteArray& body);
+[[nodiscard]] HttpResponse post(
+    const QByteArray& origin, const QByteArray& body, std::uint16_t port = AgentProcess::port);
 
 } // namespace harrowmint::test

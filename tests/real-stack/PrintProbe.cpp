@@ -45,10 +45,9 @@ qsizetype openDescriptors()
 class Probe {
 public:
     explicit Probe(SerialQueue& mainQueue)
-        : m_serialBluetooth(mainQueue)
-        , m_receipts(m_receiptQueue, m_centrals.on(m_receiptQueue))
+        : m_receipts(m_receiptQueue, m_centrals.on(m_receiptQueue))
         , m_labels(m_labelQueue, m_centrals.on(m_labelQueue))
-        , m_serial(mainQueue, m_serialBluetooth)
+        , m_serial(mainQueue, [&mainQueue] { return std::make_unique<BluezSerialBluetooth>(mainQueue); })
     {
         m_clock.start();
     }
@@ -121,7 +120,6 @@ private:
 
     QElapsedTimer m_clock;
     BluezLECentrals m_centrals;
-    BluezSerialBluetooth m_serialBluetooth;
     WorkerQueue m_receiptQueue{QStringLiteral("com.harrowmint.printer.receipts")};
     WorkerQueue m_labelQueue{QStringLiteral("com.harrowmint.printer.labels")};
     ReceiptBLEBackend m_receipts;

@@ -204,7 +204,7 @@ private:
     VirtualWaiter m_waiter{*m_clock};
     FakeSerial m_world{m_queue};
     std::unique_ptr<ReceiptSerialBackend> m_backend =
-        std::make_unique<ReceiptSerialBackend>(m_queue, m_world, m_waiter);
+        std::make_unique<ReceiptSerialBackend>(m_queue, lend(m_world), m_waiter);
     Duration m_start{};
     Duration m_ended{};
     int m_results = 0;

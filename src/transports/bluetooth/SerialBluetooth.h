@@ -105,4 +105,8 @@ public:
     [[nodiscard]] virtual std::unique_ptr<SerialLink> makeLink(SerialLinkEvents& events) = 0;
 };
 
+/// Makes the devices of one owner. Called on the owner's queue, when they are first needed; does not block and does not
+/// fail (what is missing shows in the answers).
+using SerialBluetoothFactory = std::function<std::unique_ptr<SerialBluetooth>()>;
+
 } // namespace harrowmint

@@ -1,5 +1,6 @@
 // The blocking calls between real threads.
 #include "base/QtQueue.h"
+#include "support/BorrowedSerial.h"
 #include "transports/ReceiptBLEBackend.h"
 #include "transports/ReceiptSerialBackend.h"
 
@@ -186,7 +187,7 @@ TEST(BlockingCalls, DiscoverAndFailOverSerial)
 {
     WorkerQueue queue(QStringLiteral("main"));
     NoDevices bluetooth(queue);
-    ReceiptSerialBackend serial(queue, bluetooth);
+    ReceiptSerialBackend serial(queue, test::lend(bluetooth));
     EXPECT_EQ(serial.discover(),
         (std::vector<USBPrinter>{{QStringLiteral("spp:AABBCCDDEEFF"), QStringLiteral("Till (paired serial)")}}));
     try {

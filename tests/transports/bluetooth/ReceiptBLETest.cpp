@@ -1,5 +1,6 @@
 // What is particular to receipts over Bluetooth LE.
 #include "LERig.h"
+#include "support/LateTimers.h"
 #include "transports/ReceiptByteCursor.h"
 
 #include <gtest/gtest.h>
@@ -162,34 +163,13 @@ TEST_F(ReceiptBLE, MakesNoLongerPauseAfterAnOpeningOf2Bytes)
     EXPECT_EQ(pausesOf(2), std::vector{500ms});
 }
 
-/// A queue whose timers are late.
-class LateTimers final : public SerialQueue {
-public:
-    LateTimers(VirtualQueue& inner, Duration lateness)
-        : m_inner(inner)
-        , m_lateness(lateness)
-    {
-    }
-    void async(Task task) override { m_inner.async(std::move(task)); }
-    [[nodiscard]] Timer after(Duration delay, Task task) override
-    {
-        return m_inner.after(delay + m_lateness, std::move(task));
-    }
-    [[nodiscard]] std::chrono::steady_clock::time_point now() const override { return m_inner.now(); }
-    [[nodiscard]] std::chrono::system_clock::time_point date() const override { return m_inner.date(); }
-    [[nodiscard]] bool isCurrent() const override { return m_inner.isCurrent(); }
-
-private:
-    VirtualQueue& m_inner;
-    Duration m_lateness;
-};
-
-/// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`.
-SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness)
+/// The time from the first of 101 chunks of 180 bytes to the last, when every timer is late by `lateness`, and the
+/// tenth by `once` in addition.
+SerialQueue::Duration timeFor100Pauses(SerialQueue::Duration lateness, SerialQueue::Duration once = {})
 {
     const auto clock = std::make_shared<VirtualClock>();
     VirtualQueue inner(clock);
-    LateTimers queue(inner, lateness);
+    LateTimers queue(inner, lateness, once);
     VirtualWaiter waiter(*clock);
     FakeLE world(inner);
     world.addPrinter(1);
@@ -210,8 +190,15 @@ TEST(ReceiptBLEPacing, DoesNotAddUpTheLatenessOfItsTimers)
 
 TEST(ReceiptBLEPacing, MakesUpForNoMoreThanAnEighthOfAPause)
 {
-    // The first pause is 5 ms late; each of the others makes up for 1.875 ms of the one before.
+    // Each pause is 5 ms late; each but the first makes up for 1.875 ms of what came before.
     EXPECT_EQ(timeFor100Pauses(5ms), 100 * 20ms - 99 * 1'875us);
+}
+
+TEST(ReceiptBLEPacing, MakesUpForOneLongDelayOverSeveralPauses)
+{
+    EXPECT_EQ(timeFor100Pauses(0ms, 6ms), 1500ms);
+    // No more than a pause is made up for, and nothing within the pause that is late.
+    EXPECT_EQ(timeFor100Pauses(0ms, 60ms), 1500ms + 60ms - 15ms);
 }
 
 TEST(ReceiptBLEPacing, DoesNotMakeUpForAPrinterThatWasNotReady)

@@ -2,6 +2,7 @@
 
 #include "FakeSerial.h"
 #include "LERig.h"
+#include "support/BorrowedSerial.h"
 #include "transports/ReceiptSerialBackend.h"
 
 #include <gtest/gtest.h>
@@ -57,7 +58,7 @@ protected:
     VirtualQueue queue{clock};
     VirtualWaiter waiter{*clock};
     FakeSerial world{queue};
-    std::unique_ptr<ReceiptSerialBackend> backend = std::make_unique<ReceiptSerialBackend>(queue, world, waiter);
+    std::unique_ptr<ReceiptSerialBackend> backend = std::make_unique<ReceiptSerialBackend>(queue, lend(world), waiter);
 };
 
 } // namespace harrowmint::test

@@ -1,6 +1,7 @@
 // Receipts to paired serial printers: sending, failures, discovery, the blocking call.
 #include "SerialRig.h"
 #include "support/LateQueue.h"
+#include "support/LateTimers.h"
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -193,6 +194,53 @@ TEST_F(Serial, FailsWhenTheChannelClosesWhileItOpens)
     EXPECT_EQ(ended->value().message, QStringLiteral("Bluetooth receipt printer disconnected.") + nothingSent);
 }
 
+// Pauses that are too long
+
+/// The time from the first of 101 packets of 1021 bytes to the last, when every timer is late by `lateness`, and
+/// the tenth by `once` in addition.
+SerialQueue::Duration timeFor100Packets(SerialQueue::Duration lateness, SerialQueue::Duration once = {})
+{
+    const auto clock = std::make_shared<VirtualClock>();
+    VirtualQueue inner(clock);
+    LateTimers queue(inner, lateness, once);
+    VirtualWaiter waiter(*clock);
+    FakeSerial world(inner);
+    {
+        ReceiptSerialBackend backend(queue, lend(world), waiter);
+        EXPECT_NO_THROW(backend.print(jobBytes(101 * 1021), serialPort));
+    }
+    clock->runDue();
+    return world.packets.back().time - world.packets.front().time;
+}
+
+TEST(SerialPacing, DoesNotAddUpTheLatenessOfItsTimers)
+{
+    EXPECT_EQ(timeFor100Packets(0ms), 1000ms);
+    EXPECT_EQ(timeFor100Packets(1ms), 1001ms);
+}
+
+TEST(SerialPacing, MakesUpForNoMoreThanAnEighthOfAPause)
+{
+    // Each pause is 5 ms late; each but the first makes up for 1.25 ms of what came before.
+    EXPECT_EQ(timeFor100Packets(5ms), 100 * 15ms - 99 * 1'250us);
+}
+
+TEST(SerialPacing, MakesUpForOneLongDelayOverSeveralPauses)
+{
+    EXPECT_EQ(timeFor100Packets(0ms, 4ms), 1000ms);
+    // No more than a pause is made up for.
+    EXPECT_EQ(timeFor100Packets(0ms, 60ms), 1000ms + 60ms - 10ms);
+}
+
+TEST_F(Serial, DoesNotMakeUpForThePrintersOwnDelay)
+{
+    world.answerLate(SerialRequest::write, {100ms});
+    EXPECT_EQ(run(jobBytes(3 * 1021)).message, QString());
+    ASSERT_EQ(world.packets.size(), 3U);
+    EXPECT_EQ(world.packets[1].time - world.packets[0].time, 110ms);
+    EXPECT_EQ(world.packets[2].time - world.packets[1].time, 110ms);
+}
+
 // The blocking call
 
 TEST_F(Serial, BlocksItsCallerUntilTheJobHasEnded)
@@ -220,7 +268,7 @@ TEST_F(Serial, GivesItsCallerUpAfter52SecondsAndNothingPrintsAfterwards)
 {
     {
         LateQueue late(queue, 60s);
-        ReceiptSerialBackend lateBackend(late, world, waiter);
+        ReceiptSerialBackend lateBackend(late, lend(world), waiter);
         try {
             lateBackend.print(jobBytes(3000), serialPort);
             FAIL() << "a job that never began was printed";

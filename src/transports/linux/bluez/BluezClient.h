@@ -3,7 +3,7 @@
 #include "base/SerialQueue.h"
 #include "transports/linux/bluez/BluezNames.h"
 #include "transports/linux/bluez/BluezObjects.h"
-#include "transports/linux/bluez/BluezPost.h"
+#include "base/QueuePost.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -113,7 +113,7 @@ private:
     QString m_owner;
     BluezObjects m_objects;
     Timer m_retry;
-    BluezPost m_post;
+    QueuePost m_post;
 };
 
 } // namespace harrowmint

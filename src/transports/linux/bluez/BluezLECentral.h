@@ -5,6 +5,7 @@
 #include "transports/linux/bluez/BluezClient.h"
 #include "transports/linux/bluez/BluezLELink.h"
 #include "transports/linux/bluez/BluezLinkUsers.h"
+#include "transports/linux/bluez/BluezRetired.h"
 #include "transports/linux/bluez/BluezScan.h"
 #include "transports/linux/bluez/BluezSocketDrain.h"
 

@@ -68,7 +68,7 @@ private:
     bool m_readyOwed = false;
     int m_maximumLength = 0;
     Timer m_timer;
-    BluezPost m_post;
+    QueuePost m_post;
 };
 
 } // namespace harrowmint

@@ -4,6 +4,7 @@
 #include "transports/linux/bluez/BluezClient.h"
 #include "transports/linux/bluez/BluezLEChannel.h"
 #include "transports/linux/bluez/BluezLinkUsers.h"
+#include "transports/linux/bluez/BluezRetired.h"
 
 #include <QObject>
 #include <memory>
@@ -114,7 +115,7 @@ private:
     BluezRetired<BluezLEChannel> m_retiredChannels;
     Timer m_timer;
     Timer m_giveUp;
-    BluezPost m_post;
+    QueuePost m_post;
 };
 
 } // namespace harrowmint

@@ -37,7 +37,7 @@ private:
     BluezSerialPortProfile m_profile;
     std::vector<Waiting> m_waiting; ///< until it is known whether there is a bluetoothd
     std::vector<QPointer<BluezSerialLink>> m_links;
-    BluezPost m_post;
+    QueuePost m_post;
 };
 
 } // namespace harrowmint

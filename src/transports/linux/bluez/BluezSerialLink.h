@@ -68,7 +68,7 @@ private:
     QByteArray m_packet; ///< being written, from m_offset on; empty when none is
     qsizetype m_offset = 0;
     Timer m_timer;
-    BluezPost m_post;
+    QueuePost m_post;
 };
 
 } // namespace harrowmint
