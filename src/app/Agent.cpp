@@ -56,7 +56,7 @@ Transports agentTransports(const QString& usbProgram)
 {
     return {
         [usbProgram](const QByteArray& bytes, const QString& uri, const JobRunner::Transferred& transferred) {
-            USBBackend::print(bytes, uri, transferred, usbProgram);
+            USBBackend::print(bytes, uri, transferred, usbProgram, {}, logLine);
         },
         refuseReceipt,
         refuseReceipt,

@@ -34,10 +34,15 @@ inline constexpr std::string_view cannotWork = "ERROR: The program cannot work: 
     return "DEBUG: Sent " + std::to_string(bytes) + " bytes...";
 }
 
+[[nodiscard]] inline std::string noPermissionText(const std::string& node)
+{
+    return "No permission to open " + node
+        + ". Install the udev rule of Harrowmint Printer or join the group lp, then plug the printer in again.";
+}
+
 [[nodiscard]] inline std::string noPermission(const std::string& node)
 {
-    return "ERROR: No permission to open " + node
-        + ". Install the udev rule of Harrowmint Printer or join the group lp, then plug the printer in again.";
+    return "ERROR: " + noPermissionText(node);
 }
 
 [[nodiscard]] inline std::string cannotOpen(const std::string& node)
