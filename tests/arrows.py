@@ -15,7 +15,8 @@ MAY_KNOW = {
     "transports": {"settings", "documents", "base"},
     "app": {"transports", "render", "guard", "documents", "settings", "server", "base"},
 }
-ONE_FILE_ONLY = {"asio": "src/server/PrinterServerImplementation.h", "simdjson": "src/base/JSONDocument.cpp"}
+ONE_FILE_ONLY = {"asio": "src/server/PrinterServerImplementation.h", "simdjson": "src/base/JSONDocument.cpp",
+                 "libusb": "src/transports/linux/usb-backend/LibusbDevice.cpp"}
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 

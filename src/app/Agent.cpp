@@ -51,7 +51,7 @@ AgentConfiguration agentConfiguration(
     configuration.bluetooth->addTo(configuration.transports);
     configuration.transports.usb = [usbProgram](const QByteArray& bytes, const QString& uri,
                                        const JobRunner::Transferred& transferred) {
-        USBBackend::print(bytes, uri, transferred, usbProgram);
+        USBBackend::print(bytes, uri, transferred, usbProgram, {}, logLine);
     };
     return configuration;
 }

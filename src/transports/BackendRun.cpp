@@ -233,6 +233,8 @@ private:
     void take(QByteArrayView bytes)
     {
         if (m_options.data) {
+            if (m_options.observer)
+                m_options.observer(bytes);
             if (m_progress.consume(bytes) && m_options.transferred)
                 m_options.transferred();
         } else {

@@ -4,6 +4,8 @@
 #include "base/PrinterError.h"
 #include "base/Text.h"
 #include "transports/BackendRun.h"
+#include "transports/USBErrorLines.h"
+#include "transports/USBPlatform.h"
 
 #include <QRegularExpression>
 #include <array>
@@ -54,10 +56,11 @@ QByteArray loginName()
 
 QString path()
 {
-    return QStringLiteral(HARROWMINT_USB_BACKEND);
+    const auto named = QStringLiteral(HARROWMINT_USB_BACKEND);
+    return named.isEmpty() ? platform::ownUSBBackend() : named;
 }
 
-std::vector<USBPrinter> discover(const QString& program, const Limits& limits)
+std::vector<USBPrinter> discover(const QString& program, const Limits& limits, const Log& log)
 {
     RunOptions options;
     options.program = program;
@@ -65,13 +68,17 @@ std::vector<USBPrinter> discover(const QString& program, const Limits& limits)
     options.termination = limits.termination;
     options.maximumOutput = maximumListingBytes;
     const QByteArray listing = run(options);
+    if (log) {
+        for (const QString& line : platform::inaccessibleUSBPrinters())
+            log(line);
+    }
     if (listing.size() > maximumListingBytes || !listing.isValidUtf8())
         throw PrinterError(QString::fromLatin1(unreadableList));
     return printers(QString::fromUtf8(listing));
 }
 
 void print(const QByteArray& data, const QString& printerURI, const std::function<void()>& transferred,
-    const QString& program, const Limits& limits)
+    const QString& program, const Limits& limits, const Log& log)
 {
     if (!printerURI.startsWith(QStringLiteral("usb://")) || data.size() > escpos::maximumJobBytes)
         throw PrinterError(QString::fromLatin1(invalidJob));
@@ -82,6 +89,9 @@ void print(const QByteArray& data, const QString& printerURI, const std::functio
     options.uri = printerURI.toUtf8();
     options.data = data;
     options.transferred = transferred;
+    USBErrorLines errors(log);
+    if (log)
+        options.observer = [&errors](QByteArrayView bytes) { errors.consume(bytes); };
     options.timeout = limits.printing;
     options.termination = limits.termination;
     static_cast<void>(run(options));
