@@ -210,7 +210,7 @@ case_stop() {
 }
 case_stop_early() { # at whatever the program is doing just then
     local moment
-    for moment in 0.05 0.1 0.15 0.2 0.25 0.3; do
+    for moment in 0.05 0.15 0.3; do
         connect --rate 100000
         print --sig "TERM@$moment"
         awk -v s="$seconds" -v t="$signal_time" 'BEGIN { exit !(s - t <= 0.6) }' || problem "ended $seconds, SIGTERM at $signal_time"
@@ -296,7 +296,7 @@ print(int((t[-1]["total"] - t[0]["total"]) / (t[-1]["t"] - t[0]["t"])))'
 case_speed() {
     local kernel=0 ours=0 rate
     head -c 900000 /dev/urandom >/tmp/big.bin
-    for _ in 1 2 3; do
+    for _ in 1 2; do
         connect
         dd if=/tmp/big.bin of=/dev/usb/lp0 bs=64k status=none
         cmp /tmp/big.bin $sent || problem "other bytes through the kernel's printer device"
@@ -313,7 +313,7 @@ case_speed() {
     echo "   $ours bytes/s; the kernel's printer device: $kernel bytes/s"
     [[ $kernel -gt 0 ]] || problem "nothing was measured on the kernel's printer device"
     [[ $((ours * 10)) -ge $((kernel * 9)) ]] || problem "slower than 0.9 of the kernel's printer device"
-    row "900000 bytes, best of three: $ours bytes/s; \`dd\` onto the kernel's printer device: $kernel bytes/s" "" "" ""
+    row "900000 bytes, the better of two: $ours bytes/s; \`dd\` onto the kernel's printer device: $kernel bytes/s" "" "" ""
 }
 
 # --- the agent, as an ordinary user
