@@ -70,9 +70,9 @@ std::string asciiText(std::string_view text)
     return result;
 }
 
-std::string firstOf(std::string preferred, const std::string& otherwise)
+std::string firstOf(const std::string& preferred, const std::string& otherwise)
 {
-    return preferred.empty() ? otherwise : std::move(preferred);
+    return preferred.empty() ? otherwise : preferred;
 }
 
 /// Takes "interface=N" and the separator before it off the end of `text`.

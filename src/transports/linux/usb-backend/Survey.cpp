@@ -153,6 +153,7 @@ std::vector<SurveyedPrinter> found(const std::vector<PrinterLocation>& locations
 bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
 {
     std::vector<pollfd> watched;
+    watched.reserve(askers.size() + 1);
     for (const Asker& asker : askers)
         watched.push_back({asker.descriptor(), POLLIN, 0});
     watched.push_back({stop, POLLIN, 0});
