@@ -73,7 +73,10 @@ expect() {
     [[ $lines == "$wanted" ]] || problem "lines:"$'\n'"$lines"$'\n'"   instead of:"$'\n'"$wanted"
     awk -v s="$seconds" -v l="$limit" -v n=$slowness 'BEGIN { exit !(s <= l * n) }' || problem "$seconds s, not $limit s"
 }
-tell() { row "$1" "\`${lines//$'\n'/\`<br>\`}\`" "$status" "$seconds"; }
+tell() {
+    local shown="\`${lines//$'\n'/\`<br>\`}\`"
+    row "$1" "${lines:+$shown}" "$status" "$seconds"
+}
 # finish CASE: the kernel's driver has the printer again; the case goes into the table.
 finish() {
     kernel_driver_is_back || problem "/dev/usb/lp0 is not back"

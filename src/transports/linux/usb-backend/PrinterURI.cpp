@@ -84,7 +84,8 @@ int takeInterface(std::string_view& text)
     const std::string_view digits = text.substr(at + interfaceOption.size());
     int number = 0;
     const char* end = digits.data() + digits.size();
-    if (const auto read = std::from_chars(digits.data(), end, number); read.ec != std::errc() || read.ptr != end)
+    const auto read = std::from_chars(digits.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number < 0)
         return 0;
     text = text.substr(0, at - 1);
     return number;

@@ -168,6 +168,13 @@ bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
     return true;
 }
 
+/// The printer's address as one that was listed is read: a text that looks like an option of the address is one then.
+PrinterURI address(const SurveyedPrinter& printer)
+{
+    const PrinterURI made = printerURI(*printer.texts, printer.location.interface);
+    return parsePrinterURI(encoded(made)).value_or(made);
+}
+
 } // namespace
 
 std::vector<SurveyedPrinter> survey(const std::vector<PrinterLocation>& locations, const SurveyOptions& options)
@@ -194,14 +201,13 @@ std::optional<PrinterLocation> chosen(
         const bool isWaitedFor = !printer.isFinal && wanted.serial.empty() && !isLast;
         if (isWaitedFor)
             return std::nullopt;
-        if (printer.texts && matches(wanted, printerURI(*printer.texts, printer.location.interface)))
+        if (printer.texts && matches(wanted, address(printer)))
             return printer.location;
     }
     if (!isLast || wanted.serial.empty())
         return std::nullopt;
     for (const SurveyedPrinter& printer : printers) {
-        if (printer.texts && printer.texts->deviceId.empty()
-            && printerURI(*printer.texts, printer.location.interface).serial == wanted.serial)
+        if (printer.texts && printer.texts->deviceId.empty() && address(printer).serial == wanted.serial)
             return printer.location;
     }
     return std::nullopt;
