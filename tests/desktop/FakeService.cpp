@@ -6,14 +6,17 @@ namespace harrowmint::test {
 
 class FakeService::Object final : public QDBusVirtualObject {
 public:
-    explicit Object(Handler handler)
+    Object(Handler handler, QString interfaces)
         : m_handler(std::move(handler))
+        , m_interfaces(std::move(interfaces))
     {
     }
 
-    [[nodiscard]] QString introspect(const QString& /*path*/) const override { return {}; }
+    [[nodiscard]] QString introspect(const QString& /*path*/) const override { return m_interfaces; }
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
     {
+        if (message.interface() == QLatin1String("org.freedesktop.DBus.Introspectable"))
+            return false; // answered by the toolkit, with `introspect`
         const QDBusMessage reply = m_handler(message);
         if (reply.type() != QDBusMessage::InvalidMessage)
             connection.send(reply);
@@ -22,14 +25,15 @@ public:
 
 private:
     Handler m_handler;
+    QString m_interfaces;
 };
 
-FakeService::FakeService(const QString& busAddress, const QString& path, Handler handler)
+FakeService::FakeService(const QString& busAddress, const QString& path, Handler handler, QString interfaces)
     : m_connectionName(QUuid::createUuid().toString())
 {
     const bool ready = run([&] {
         QDBusConnection bus = QDBusConnection::connectToBus(busAddress, m_connectionName);
-        m_object = std::make_unique<Object>(std::move(handler));
+        m_object = std::make_unique<Object>(std::move(handler), std::move(interfaces));
         return bus.isConnected() && bus.registerVirtualObject(path, m_object.get());
     });
     if (!ready)

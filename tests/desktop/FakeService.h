@@ -20,7 +20,8 @@ public:
     /// Answers one call of a method; on the service's thread. An invalid reply: no answer at all.
     using Handler = std::function<QDBusMessage(const QDBusMessage& call)>;
 
-    FakeService(const QString& busAddress, const QString& path, Handler handler);
+    /// `interfaces` is what the service tells of its interfaces, as introspection data.
+    FakeService(const QString& busAddress, const QString& path, Handler handler, QString interfaces = {});
     ~FakeService();
     FakeService(const FakeService&) = delete;
     FakeService& operator=(const FakeService&) = delete;

@@ -12,11 +12,19 @@ namespace harrowmint::test {
 inline const QString watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
 inline const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
 
+/// What the toolkit reads of the watcher before it asks.
+inline const QString watcherInterfaces = QStringLiteral(
+    R"(<interface name="org.kde.StatusNotifierWatcher">
+         <method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
+         <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+       </interface>)");
+
 /// A desktop's place for tray icons: the watcher, and that it has a host.
 class FakeWatcher {
 public:
     explicit FakeWatcher(const QString& busAddress)
-        : m_service(busAddress, watcherPath, [this](const QDBusMessage& call) { return answer(call); })
+        : m_service(
+            busAddress, watcherPath, [this](const QDBusMessage& call) { return answer(call); }, watcherInterfaces)
     {
     }
 

@@ -38,6 +38,7 @@ public:
     }
 
     [[nodiscard]] QString address() const { return QStringLiteral("unix:path=") + m_path; }
+    [[nodiscard]] QString directory() const { return m_directory.path(); }
     [[nodiscard]] int connections() const { return m_connections; }
 
 private:
