@@ -3,7 +3,7 @@
 #include "base/PrinterError.h"
 #include "transports/USBBackend.h"
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -45,8 +45,9 @@ void settleProcess()
     int descriptor = 0;
     while ((descriptor = ::open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) { }
     ::close(descriptor);
-    // There is no window: the agent starts alike on every desktop and on none.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+    // Without a desktop there is nobody to see a window; the agent starts all the same.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY")
+        && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
@@ -67,16 +68,16 @@ Transports agentTransports(const QString& usbProgram)
 int runAgent(int argc, char** argv, const std::function<AgentConfiguration()>& configure)
 {
     settleProcess();
-    QGuiApplication application(argc, argv);
-    QGuiApplication::setApplicationName(QStringLiteral("Harrowmint Printer"));
-    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Harrowmint Printer"));
+    QApplication::setQuitOnLastWindowClosed(false);
     QtQueue main;
     AgentConfiguration configuration = configure();
     if (!configuration.log)
         configuration.log = logLine;
     AppDelegate delegate(main, std::move(configuration));
     delegate.applicationDidFinishLaunching();
-    return QGuiApplication::exec();
+    return QApplication::exec();
 }
 
 } // namespace harrowmint

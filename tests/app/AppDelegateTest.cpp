@@ -192,17 +192,6 @@ TEST_F(AppDelegateTest, RefusesAPairingBodyThatIsNotTheSeventeenBytes)
     EXPECT_EQ(reply.body, json(false, "Invalid connection request."));
 }
 
-TEST_F(AppDelegateTest, CannotPairANewStoreWithoutAWindow)
-{
-    saveSettings();
-    launch();
-    const auto reply = request("POST", "/pair", "https://new.example.com", R"({"action":"pair"})");
-    EXPECT_EQ(reply.status, 429);
-    EXPECT_EQ(
-        reply.body, json(false, "Connection unavailable. Wait, or disconnect an unused store in the printer app."));
-    EXPECT_EQ(reply.header("Access-Control-Allow-Origin"), QByteArray("https://new.example.com"));
-}
-
 TEST_F(AppDelegateTest, StartsWithTheDefaultsWhenThereAreNoSettings)
 {
     launch();
