@@ -16,7 +16,7 @@ using namespace harrowmint;
 
 namespace {
 
-const auto lightPalette = QStringLiteral("light");
+constexpr int wholeHeight = 720;
 
 /// Colours of a dark desktop.
 QPalette darkPalette()
@@ -158,6 +158,8 @@ bool save(const State& state, const QDir& folder, const QString& suffix)
     SettingsWindow window({});
     state.show({window, queue, sheets});
     window.show();
+    if (!suffix.isEmpty()) // the screen of this platform is too small for the whole window at a larger scale
+        window.resize(window.width() + QFontMetrics(window.font()).averageCharWidth() * 40, wholeHeight);
     queue.clock().advance(AlertSheet::settleTime);
     QApplication::processEvents();
     const QString path = folder.filePath(QString::fromLatin1(state.name) + suffix + QStringLiteral(".png"));

@@ -125,6 +125,7 @@ void AlertSheet::addTexts(const SheetText& text)
 void AlertSheet::addButtons(const SheetText& text)
 {
     auto* const row = new QHBoxLayout;
+    row->setSpacing(style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing, nullptr, this));
     row->addStretch();
     auto response = SheetResponse::first;
     for (const QString& title : text.buttons) {

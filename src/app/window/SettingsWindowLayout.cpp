@@ -25,7 +25,7 @@ enum Column { labelColumn, controlColumn, buttonColumn };
 
 constexpr qsizetype currencyLetters = 3;
 constexpr int fieldWidthInCharacters = 12;
-constexpr int widthInCharacters = 98;
+constexpr int widthInCharacters = 112;
 constexpr int smallestHeightInLines = 18;
 constexpr double titleScale = 1.6;
 constexpr double largestShareOfScreen = 0.9;
@@ -159,6 +159,7 @@ void SettingsWindow::addReceipts(QVBoxLayout* column)
     m_currency->setObjectName(QStringLiteral("currency"));
     m_currency->setMaxLength(currencyLetters);
     m_currency->setFixedWidth(m_currency->fontMetrics().averageCharWidth() * fieldWidthInCharacters);
+    m_currency->setAlignment(isRightToLeft() ? Qt::AlignRight | Qt::AlignAbsolute : Qt::AlignLeft);
     connect(m_currency, &QLineEdit::textEdited, this, [this](const QString& typed) {
         const int cursor = m_currency->cursorPosition();
         m_currency->setText(typed.toUpper());
@@ -275,6 +276,10 @@ void SettingsWindow::setTabOrders()
 
 void SettingsWindow::setInitialSize()
 {
+    // The layouts ask their labels for heights, which those know once they have the style's fonts.
+    for (const auto* child : m_content->findChildren<QWidget*>())
+        child->ensurePolished();
+    m_content->layout()->activate();
     const int characters = fontMetrics().averageCharWidth();
     const int scrollBar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
     setMinimumWidth(m_content->minimumSizeHint().width() + scrollBar);

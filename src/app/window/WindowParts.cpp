@@ -84,7 +84,7 @@ NoteLabel::NoteLabel(const QString& text, QWidget* parent)
     setWordWrap(true);
     setTextFormat(Qt::PlainText);
     alignWithLayout(this);
-    QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Minimum);
+    QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     applyColour();
