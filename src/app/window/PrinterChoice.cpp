@@ -1,7 +1,9 @@
 #include "app/window/PrinterChoice.h"
 
 #include <QAbstractItemView>
+#include <QTimer>
 #include <algorithm>
+#include <utility>
 
 namespace harrowmint {
 
@@ -39,22 +41,26 @@ void PrinterChoice::setSaved(const SavedPrinter& saved)
 
 void PrinterChoice::setPrinters(const std::vector<ListedPrinter>& printers)
 {
-    m_printers = printers;
     // A list is not exchanged under the user's pointer.
-    m_fillLater = view()->isVisible();
-    if (!m_fillLater)
-        fill();
+    if (view()->isVisible())
+        m_waiting = printers;
+    else
+        fill(printers);
 }
 
 void PrinterChoice::hidePopup()
 {
     Popup::hidePopup();
-    if (std::exchange(m_fillLater, false))
-        fill();
+    // The item that was chosen is told only after this.
+    QTimer::singleShot(0, this, [this] {
+        if (m_waiting)
+            fill(*std::exchange(m_waiting, std::nullopt));
+    });
 }
 
-void PrinterChoice::fill()
+void PrinterChoice::fill(std::vector<ListedPrinter> printers)
 {
+    m_printers = std::move(printers);
     const auto isChosen = [this](const ListedPrinter& each) { return m_chosen && each.printer.uri == m_chosen->uri; };
     if (m_isUnsaved && m_chosen && std::none_of(m_printers.begin(), m_printers.end(), isChosen)) {
         if (m_missing == Missing::list) {

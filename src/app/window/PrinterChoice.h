@@ -32,7 +32,7 @@ public:
     void hidePopup() override;
 
 private:
-    void fill();
+    void fill(std::vector<ListedPrinter> printers);
     void userChose(int index);
     void showChosen();
 
@@ -41,8 +41,8 @@ private:
     SavedPrinter m_chosen;
     bool m_isUnsaved = false; ///< `m_chosen` is a choice of the user
     bool m_filling = false;
-    bool m_fillLater = false; ///< the list is open
     std::vector<ListedPrinter> m_printers;
+    std::optional<std::vector<ListedPrinter>> m_waiting; ///< until the list is closed
 };
 
 } // namespace harrowmint

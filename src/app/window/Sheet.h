@@ -13,7 +13,7 @@ enum class SheetResponse { first = 1000, second = 1001 };
 /// What a sheet says. A plain value.
 struct SheetText {
     QString message; ///< the question or the error
-    QString informative; ///< what it means; may be empty
+    QString informative = {}; ///< what it means; may be empty
     QStringList buttons; ///< one or two, in their order
     SheetResponse safe = SheetResponse::first; ///< the default button; also what Escape and closing the sheet answer
     /// The other button takes a press that can only be meant for it: not Enter, and nothing in the midst of typing or
