@@ -18,8 +18,7 @@ const auto settingsUnreadableText =
     QStringLiteral("Local settings could not be read. Website printing is disabled until this is resolved.");
 const auto cannotOpenPortText = QStringLiteral("Unable to open local printer port.");
 const auto quitRefusedText = QStringLiteral("Wait for the current receipt to finish before quitting.");
-const auto terminationRefusedText =
-    QStringLiteral("Wait for the current printer operation to finish before quitting.");
+const auto terminationRefusedText = QStringLiteral("Wait for the current printer operation to finish before quitting.");
 const auto endingText = QStringLiteral("Harrowmint Printer is closing. Nothing was sent.");
 
 constexpr int statusOk = 200;
@@ -116,7 +115,8 @@ void AppDelegate::makeStatusItem()
 void AppDelegate::buildWindow()
 {
     const auto& discovery = m_configuration.discovery;
-    m_window.emplace(m_main, m_settings, discovery ? discovery(m_main, m_worker) : PrinterDiscovery(), windowServices());
+    m_window.emplace(
+        m_main, m_settings, discovery ? discovery(m_main, m_worker) : PrinterDiscovery(), windowServices());
     m_window->window().showActivity(m_activityText);
     m_pairing.emplace(m_main, m_settings, static_cast<SheetWindow*>(&*m_window),
         [this] { return m_guardStore && !busy() && !m_isEnding; });

@@ -26,9 +26,9 @@ public:
     AppDelegate(SerialQueue& main, AgentConfiguration configuration, FileSystem& files = FileSystem::local());
     ~AppDelegate() override;
 
-    /// The launch sequence, in its order: settings, guards, status item, window, login box, server, wake, printer lists;
-    /// then the window is shown, unless this is a background start with nothing to tell and a printer to print on. Call
-    /// once. Never throws: what cannot be loaded or started is told on the status line.
+    /// The launch sequence, in its order: settings, guards, status item, window, login box, server, wake, printer
+    /// lists; then the window is shown, unless this is a background start with nothing to tell and a printer to print
+    /// on. Call once. Never throws: what cannot be loaded or started is told on the status line.
     void applicationDidFinishLaunching();
     /// The program was started again, or its icon was clicked: shows the window. True.
     bool applicationShouldHandleReopen();

@@ -9,8 +9,7 @@ namespace harrowmint {
 namespace {
 
 const auto noneFoundText = QStringLiteral("No USB printer found. Check power and cable, then Refresh.");
-const auto failedText =
-    QStringLiteral("USB discovery failed. Check the printer connection and try Refresh.");
+const auto failedText = QStringLiteral("USB discovery failed. Check the printer connection and try Refresh.");
 const auto labelNotSavedText = QStringLiteral("Could not save the discovered label printer.");
 
 } // namespace

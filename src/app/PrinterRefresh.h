@@ -49,10 +49,10 @@ public:
     ~LimitedDiscovery() = default;
 
     [[nodiscard]] bool running() const { return m_running; }
-    /// Calls `discover`; `ended` then gets its result, or nothing when it failed or `limit` has passed. What comes later
-    /// is dropped. Not while one runs.
-    void start(SerialQueue::Duration limit, const PrinterDiscovery::Discover& discover,
-        PrinterDiscovery::Completion ended);
+    /// Calls `discover`; `ended` then gets its result, or nothing when it failed or `limit` has passed. What comes
+    /// later is dropped. Not while one runs.
+    void start(
+        SerialQueue::Duration limit, const PrinterDiscovery::Discover& discover, PrinterDiscovery::Completion ended);
 
 private:
     void end(std::optional<std::vector<USBPrinter>> printers);
@@ -88,8 +88,8 @@ public:
 
 private:
     void usbEnded(const std::optional<std::vector<USBPrinter>>& printers);
-    void startReceipts(LimitedDiscovery& discovery, const PrinterDiscovery::Discover& discover,
-        std::vector<USBPrinter>& found);
+    void startReceipts(
+        LimitedDiscovery& discovery, const PrinterDiscovery::Discover& discover, std::vector<USBPrinter>& found);
     void startLabels();
     void showReceipts();
     void labelsEnded(const std::vector<USBPrinter>& printers);

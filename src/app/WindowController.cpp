@@ -50,8 +50,8 @@ void WindowController::showError(const QString& text)
     if (!m_window.isVisible())
         m_window.bringToFront(); // or nobody would see it
     m_error.reset();
-    m_error = showSheet(
-        {.message = text, .informative = {}, .buttons = {QStringLiteral("OK")}}, [this](SheetResponse) { m_error.reset(); });
+    m_error = showSheet({.message = text, .informative = {}, .buttons = {QStringLiteral("OK")}},
+        [this](SheetResponse) { m_error.reset(); });
 }
 
 void WindowController::saveSettings()

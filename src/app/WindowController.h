@@ -29,8 +29,7 @@ struct WindowServices {
 class WindowController final : public SheetWindow, private PrinterListsView {
 public:
     /// Builds the window and sets its controls from `settings`.
-    WindowController(
-        SerialQueue& main, SavedSettings& settings, PrinterDiscovery discovery, WindowServices services);
+    WindowController(SerialQueue& main, SavedSettings& settings, PrinterDiscovery discovery, WindowServices services);
     ~WindowController() override;
 
     void bringToFront() override;

@@ -155,7 +155,8 @@ TEST_F(PrinterRefreshTest, TakesADiscoveryThatThrowsAsFailed)
 {
     auto seam = discovery.seam();
     seam.usb = [](const PrinterDiscovery::Completion&) { throw std::system_error(EMFILE, std::generic_category()); };
-    refresh.emplace(main, seam, settings, [] { return false; }, static_cast<PrinterListsView&>(view));
+    refresh.emplace(
+        main, seam, settings, [] { return false; }, static_cast<PrinterListsView&>(view));
     refresh->refreshDevices();
     EXPECT_EQ(view.activities, QStringList{failedText});
     EXPECT_FALSE(view.refreshing.devices);
@@ -167,7 +168,8 @@ TEST_F(PrinterRefreshTest, TakesResultsThatComeWithinTheCall)
     seam.usb = [](const auto& completion) { completion({{usbPrinter}}); };
     seam.pairedSerial = [](const auto& completion) { completion({{pairedPrinter}}); };
     seam.labels = [](const auto&, const auto& completion) { completion({{labelPrinter}}); };
-    refresh.emplace(main, seam, settings, [] { return false; }, static_cast<PrinterListsView&>(view));
+    refresh.emplace(
+        main, seam, settings, [] { return false; }, static_cast<PrinterListsView&>(view));
     refresh->refreshDevices();
     EXPECT_EQ(view.usb, Titles{usbPrinter.name});
     EXPECT_EQ(view.receipts, Titles{pairedPrinter.name});
@@ -384,7 +386,8 @@ TEST_F(PrinterRefreshTest, SavesNothingWhileAJobRuns)
 
 TEST_F(PrinterRefreshTest, LooksForNothingThatTheAgentCannotFind)
 {
-    refresh.emplace(main, PrinterDiscovery(), settings, [] { return false; }, static_cast<PrinterListsView&>(view));
+    refresh.emplace(
+        main, PrinterDiscovery(), settings, [] { return false; }, static_cast<PrinterListsView&>(view));
     refresh->refreshDevices();
     EXPECT_EQ(view.refreshing, Refreshing{});
     EXPECT_TRUE(view.activities.isEmpty());

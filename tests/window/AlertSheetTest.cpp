@@ -21,7 +21,8 @@ protected:
     void open(const SheetText& text)
     {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // the one before
-        handle = AlertSheet::open(&parent, main, text, [this](SheetResponse response) { responses.push_back(response); });
+        handle =
+            AlertSheet::open(&parent, main, text, [this](SheetResponse response) { responses.push_back(response); });
         sheet = parent.findChild<QDialog*>();
         QCoreApplication::processEvents(); // its window becomes active
     }
@@ -74,8 +75,10 @@ TEST_F(AlertSheetTest, IsWindowModalAndShowsItsTextsAndButtonsInTheirOrder)
     EXPECT_TRUE(sheet->isVisible());
     EXPECT_EQ(sheet->windowModality(), Qt::WindowModal);
     EXPECT_EQ(sheet->parentWidget(), &parent);
-    EXPECT_EQ(sheet->findChild<QLabel*>(QStringLiteral("message"))->text(), QStringLiteral("Allow this store to print?"));
-    EXPECT_EQ(sheet->findChild<QLabel*>(QStringLiteral("informative"))->text(), QStringLiteral("https://shop.example.com"));
+    EXPECT_EQ(
+        sheet->findChild<QLabel*>(QStringLiteral("message"))->text(), QStringLiteral("Allow this store to print?"));
+    EXPECT_EQ(
+        sheet->findChild<QLabel*>(QStringLiteral("informative"))->text(), QStringLiteral("https://shop.example.com"));
     EXPECT_LT(allow()->mapTo(sheet, QPoint()).x(), cancel()->mapTo(sheet, QPoint()).x());
     EXPECT_EQ(sheet->accessibleName(), QStringLiteral("Allow this store to print?"));
     EXPECT_EQ(sheet->accessibleDescription(), QStringLiteral("https://shop.example.com"));
@@ -153,7 +156,8 @@ TEST_F(AlertSheetTest, NothingIsAllowedInTheMidstOfTyping)
     openApproval();
     clock->advance(10s);
     press(Qt::Key_Tab);
-    for (const Qt::Key key : {Qt::Key_J, Qt::Key_O, Qt::Key_E, Qt::Key_Space, Qt::Key_Tab, Qt::Key_Space, Qt::Key_Return})
+    for (const Qt::Key key :
+        {Qt::Key_J, Qt::Key_O, Qt::Key_E, Qt::Key_Space, Qt::Key_Tab, Qt::Key_Space, Qt::Key_Return})
         press(key);
     EXPECT_TRUE(responses.empty());
     EXPECT_EQ(sheet->focusWidget(), cancel());
@@ -222,8 +226,8 @@ TEST_F(AlertSheetTest, ClosesUnansweredWithItsHandle)
 
 TEST_F(AlertSheetTest, AnswersOnceWhenItsHandleDiesOfTheAnswer)
 {
-    handle = AlertSheet::open(&parent, main,
-        {.message = QStringLiteral("Error"), .buttons = {QStringLiteral("OK")}}, [this](SheetResponse response) {
+    handle = AlertSheet::open(&parent, main, {.message = QStringLiteral("Error"), .buttons = {QStringLiteral("OK")}},
+        [this](SheetResponse response) {
             handle.reset();
             responses.push_back(response);
         });
@@ -235,15 +239,16 @@ TEST_F(AlertSheetTest, AnswersOnceWhenItsHandleDiesOfTheAnswer)
 TEST_F(AlertSheetTest, SurvivesThatItsWindowGoesFirst)
 {
     auto window = std::make_unique<QWidget>();
-    handle = AlertSheet::open(window.get(), main, {.message = QStringLiteral("Error"), .buttons = {QStringLiteral("OK")}}, {});
+    handle = AlertSheet::open(
+        window.get(), main, {.message = QStringLiteral("Error"), .buttons = {QStringLiteral("OK")}}, {});
     window.reset();
     handle.reset();
 }
 
 TEST_F(AlertSheetTest, ShowsTheWholeOfALongAddress)
 {
-    const QString origin = QStringLiteral("https://") + QString(63, u'a') + u'.' + QString(63, u'b') + u'.' + QString(63, u'c')
-        + QStringLiteral(".example.com");
+    const QString origin = QStringLiteral("https://") + QString(63, u'a') + u'.' + QString(63, u'b') + u'.'
+        + QString(63, u'c') + QStringLiteral(".example.com");
     open({.message = QStringLiteral("Allow this store to print?"),
         .informative = origin,
         .buttons = {QStringLiteral("Allow store"), QStringLiteral("Cancel")},

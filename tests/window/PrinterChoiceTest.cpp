@@ -171,8 +171,8 @@ TEST(PrinterChoice, IsNotChangedByTheWheel)
 {
     PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
     choice.setPrinters(list({a, b}));
-    QWheelEvent turn(QPointF(5, 5), QPointF(5, 5), {}, QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
-        Qt::NoScrollPhase, false);
+    QWheelEvent turn(
+        QPointF(5, 5), QPointF(5, 5), {}, QPoint(0, -120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
     QCoreApplication::sendEvent(&choice, &turn);
     EXPECT_EQ(choice.currentIndex(), 0);
     EXPECT_FALSE(turn.isAccepted());

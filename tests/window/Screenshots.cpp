@@ -104,8 +104,8 @@ void showFailure(const Scene& scene)
         false);
     scene.window.showActivity({});
     scene.sheets.push_back(AlertSheet::open(&scene.window, scene.queue,
-        {.message = QStringLiteral(
-             "Check the receipt connection, printer, paper width and three-letter currency code."),
+        {.message =
+                QStringLiteral("Check the receipt connection, printer, paper width and three-letter currency code."),
             .informative = {},
             .buttons = {QStringLiteral("OK")}},
         {}));
@@ -173,7 +173,8 @@ std::vector<State> states()
     const auto shop = [](const Scene& scene) { showShop(scene, shopSettings()); };
     const auto approval = [](const Scene& scene) { showApproval(scene, QStringLiteral("https://till.example.com")); };
     const auto longOrigin = [](const Scene& scene) {
-        showApproval(scene, QStringLiteral("https://") + (QString(63, u'a') + u'.').repeated(3) + QStringLiteral("example.com"));
+        showApproval(
+            scene, QStringLiteral("https://") + (QString(63, u'a') + u'.').repeated(3) + QStringLiteral("example.com"));
     };
     return {
         {"light", false, false, shop},

@@ -64,9 +64,9 @@ protected:
     std::set<std::string> enabled()
     {
         std::set<std::string> result;
-        for (const char* name : {"testButton", "saveButton", "refreshButton", "labelRefreshButton", "labelPrinter",
-                 "receiptRefreshButton", "bluetoothReceipt", "receiptConnection", "printer", "paper", "currency", "pause",
-                 "login"}) {
+        for (const char* name :
+            {"testButton", "saveButton", "refreshButton", "labelRefreshButton", "labelPrinter", "receiptRefreshButton",
+                "bluetoothReceipt", "receiptConnection", "printer", "paper", "currency", "pause", "login"}) {
             if (find<QWidget>(name).isEnabled())
                 result.insert(name);
         }
@@ -104,8 +104,8 @@ TEST_F(SettingsWindowTest, ShowsTheStatedTextsFromTopToBottom)
     window.show();
     std::vector<QWidget*> texts;
     for (auto* const label : window.findChildren<QLabel*>()) {
-        const bool isChanging = label->objectName() == u"status" || label->objectName() == u"activity"
-            || label->objectName() == u"stores";
+        const bool isChanging =
+            label->objectName() == u"status" || label->objectName() == u"activity" || label->objectName() == u"stores";
         if (!isChanging && !label->text().isEmpty())
             texts.push_back(label);
     }
@@ -183,7 +183,8 @@ TEST_F(SettingsWindowTest, GivesBackTheSettingsThatItShows)
 TEST_F(SettingsWindowTest, ReadsEveryControl)
 {
     window.showSettings(fullSettings());
-    window.showUSBPrinters(usbPrinterList({{usbURI, QStringLiteral("Acme TM")}, {QStringLiteral("usb://B/2"), QStringLiteral("B")}}));
+    window.showUSBPrinters(
+        usbPrinterList({{usbURI, QStringLiteral("Acme TM")}, {QStringLiteral("usb://B/2"), QStringLiteral("B")}}));
     popup("printer").setCurrentIndex(2);
     popup("receiptConnection").setCurrentIndex(0);
     popup("bluetoothReceipt").setCurrentIndex(0);
@@ -289,7 +290,8 @@ TEST_F(SettingsWindowTest, GivesTheKeyboardBackToTheButtonThatBeganAJob)
 TEST_F(SettingsWindowTest, SaysWhatWasPressed)
 {
     window.showSettings(fullSettings());
-    for (const char* name : {"refreshButton", "receiptRefreshButton", "labelRefreshButton", "disconnectButton", "saveButton", "testButton"})
+    for (const char* name :
+        {"refreshButton", "receiptRefreshButton", "labelRefreshButton", "disconnectButton", "saveButton", "testButton"})
         button(name).click();
     EXPECT_EQ(pressed,
         (QStringList{QStringLiteral("devices"), QStringLiteral("labels"), QStringLiteral("labels"),
@@ -431,7 +433,8 @@ TEST_F(SettingsWindowTest, NeverGrowsWiderForALongName)
     const int before = window.minimumSizeHint().width();
     PrinterSettings settings = fullSettings();
     settings.labelPrinterName = QString(256, u'W');
-    settings.origins = {QStringLiteral("https://") + QString(63, u'a') + u'.' + QString(63, u'b') + QStringLiteral(".com")};
+    settings.origins = {
+        QStringLiteral("https://") + QString(63, u'a') + u'.' + QString(63, u'b') + QStringLiteral(".com")};
     window.showSettings(settings);
     window.showActivity(QString(60, u'W'));
     EXPECT_EQ(window.minimumSizeHint().width(), before);
@@ -491,7 +494,8 @@ TEST(WindowTexts, KeepTheirNumbersAndFullStopsInPlaceFromRightToLeft)
     QApplication::setLayoutDirection(Qt::RightToLeft);
     const QChar mark(0x200E);
     EXPECT_EQ(displayText(QStringLiteral("80 mm")), mark + QStringLiteral("80 mm") + mark);
-    EXPECT_EQ(displayText(QStringLiteral("a.\n\nb.")), mark + QStringLiteral("a.") + mark + QStringLiteral("\n\n") + mark + QStringLiteral("b.") + mark);
+    EXPECT_EQ(displayText(QStringLiteral("a.\n\nb.")),
+        mark + QStringLiteral("a.") + mark + QStringLiteral("\n\n") + mark + QStringLiteral("b.") + mark);
     EXPECT_EQ(displayText(QStringLiteral("طابعة")), QStringLiteral("طابعة"));
     SettingsWindow window({});
     PrinterSettings settings;

@@ -207,7 +207,8 @@ bool AlertSheet::isMeantForThis(const QKeyEvent& event)
         return false;
     }
     // Enter ends the filling of a form in another window; it never allows anything.
-    return !isAnswer || event.key() == Qt::Key_Space || event.key() == Qt::Key_Escape || !m_deliberateButton->hasFocus();
+    return !isAnswer || event.key() == Qt::Key_Space || event.key() == Qt::Key_Escape
+        || !m_deliberateButton->hasFocus();
 }
 
 } // namespace harrowmint

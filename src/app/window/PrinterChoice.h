@@ -8,9 +8,9 @@
 
 namespace harrowmint {
 
-/// A pop-up of printers whose first item is a placeholder. Knows the printer that is chosen also while its list does not
-/// show it: a printer that is switched off, or a list that is being made anew, never loses what was saved. A choice of
-/// the user that is not saved yet survives a new list as well.
+/// A pop-up of printers whose first item is a placeholder. Knows the printer that is chosen also while its list does
+/// not show it: a printer that is switched off, or a list that is being made anew, never loses what was saved. A choice
+/// of the user that is not saved yet survives a new list as well.
 class PrinterChoice final : public Popup {
 public:
     /// What happens to a chosen printer that a new list lacks.

@@ -41,8 +41,8 @@ public:
 
     /// Sets the controls from `settings`: paper, connection, currency, pause, and what each printer pop-up has saved.
     void showSettings(const PrinterSettings& settings);
-    /// After `settings` were saved, by whomever: shows the approved stores; what the user has changed in the form and not
-    /// saved yet stays as it is.
+    /// After `settings` were saved, by whomever: shows the approved stores; what the user has changed in the form and
+    /// not saved yet stays as it is.
     void showSaved(const PrinterSettings& settings);
     /// `saved` with what the controls say, validated. Throws PrinterError.
     [[nodiscard]] PrinterSettings formSettings(const PrinterSettings& saved) const;
