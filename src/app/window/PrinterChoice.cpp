@@ -1,7 +1,6 @@
 #include "app/window/PrinterChoice.h"
 
 #include <QAbstractItemView>
-#include <QTimer>
 #include <algorithm>
 #include <utility>
 
@@ -24,6 +23,11 @@ PrinterChoice::PrinterChoice(const QString& placeholder, Missing missing, QWidge
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     view()->setTextElideMode(Qt::ElideRight);
     connect(this, &QComboBox::currentIndexChanged, this, [this](int index) { userChose(index); });
+    m_afterClosing.setSingleShot(true);
+    connect(&m_afterClosing, &QTimer::timeout, this, [this] {
+        if (m_waiting)
+            fill(*std::exchange(m_waiting, std::nullopt));
+    });
     // The placeholder can be chosen where it is shown already: then the printer that is not listed is meant.
     connect(this, &QComboBox::activated, this, [this](int index) { userChose(index); });
 }
@@ -52,10 +56,8 @@ void PrinterChoice::hidePopup()
 {
     Popup::hidePopup();
     // The item that was chosen is told only after this.
-    QTimer::singleShot(0, this, [this] {
-        if (m_waiting)
-            fill(*std::exchange(m_waiting, std::nullopt));
-    });
+    if (m_waiting)
+        m_afterClosing.start();
 }
 
 void PrinterChoice::fill(std::vector<ListedPrinter> printers)

@@ -3,6 +3,7 @@
 #include "app/window/PrinterList.h"
 #include "app/window/WindowParts.h"
 
+#include <QTimer>
 #include <optional>
 #include <vector>
 
@@ -43,6 +44,7 @@ private:
     bool m_filling = false;
     std::vector<ListedPrinter> m_printers;
     std::optional<std::vector<ListedPrinter>> m_waiting; ///< until the list is closed
+    QTimer m_afterClosing;
 };
 
 } // namespace harrowmint
