@@ -1,5 +1,6 @@
 #include "app/Agent.h"
 
+#include "app/TerminationSignals.h"
 #include "base/PrinterError.h"
 #include "transports/USBBackend.h"
 
@@ -77,6 +78,7 @@ int runAgent(int argc, char** argv, const std::function<AgentConfiguration()>& c
         configuration.log = logLine;
     AppDelegate delegate(main, std::move(configuration));
     delegate.applicationDidFinishLaunching();
+    const TerminationSignals signals([&delegate] { delegate.endSession(); });
     return QApplication::exec();
 }
 
