@@ -118,6 +118,10 @@ void AppDelegate::buildWindow()
     m_window.emplace(
         m_main, m_settings, discovery ? discovery(m_main, m_worker) : PrinterDiscovery(), windowServices());
     m_window->window().showActivity(m_activityText);
+    m_quitRequests.emplace([this] {
+        if (applicationShouldTerminate())
+            terminate();
+    });
     m_pairing.emplace(m_main, m_settings, static_cast<SheetWindow*>(&*m_window),
         [this] { return m_guardStore && !busy() && !m_isEnding; });
     m_settings.changed = [this] { settingsChanged(); };

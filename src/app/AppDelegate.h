@@ -2,6 +2,7 @@
 
 #include "app/AgentConfiguration.h"
 #include "app/JobDispatch.h"
+#include "app/QuitRequests.h"
 #include "app/SavedSettings.h"
 #include "app/StorePairing.h"
 #include "app/WindowController.h"
@@ -95,6 +96,7 @@ private:
     PrinterServer m_server;
     std::optional<WindowController> m_window;
     std::optional<StorePairing> m_pairing; ///< dies before the server: a page that waits gets its cancellation
+    std::optional<QuitRequests> m_quitRequests;
     std::shared_ptr<void> m_statusItem;
     std::shared_ptr<void> m_wakeObservation;
     std::shared_ptr<AppDelegate*> m_self;

@@ -72,6 +72,21 @@ TEST_F(LifecycleTest, RefusesToTerminateWhileAJobRunsAndShowsWhy)
     EXPECT_TRUE(delegate->applicationShouldTerminate());
 }
 
+TEST_F(LifecycleTest, TheSystemsQuitIsRefusedWhileAJobRuns)
+{
+    saveSettings();
+    launch();
+    beginJob();
+    QEvent quit(QEvent::Quit);
+    QCoreApplication::sendEvent(QCoreApplication::instance(), &quit);
+    EXPECT_FALSE(quit.isAccepted());
+    EXPECT_FALSE(terminated);
+    EXPECT_EQ(sheetText(), QStringLiteral("Wait for the current printer operation to finish before quitting."));
+    endJob();
+    QCoreApplication::sendEvent(QCoreApplication::instance(), &quit);
+    EXPECT_TRUE(terminated);
+}
+
 TEST_F(LifecycleTest, ClosingTheWindowKeepsPrinting)
 {
     saveSettings();

@@ -212,6 +212,17 @@ TEST_F(SettingsWindowTest, GivesTheKeyboardBackToTheButtonThatBeganAJob)
     EXPECT_EQ(window.focusWidget(), &button("testButton"));
 }
 
+TEST_F(SettingsWindowTest, LeavesTheKeyboardWhereTheUserHasGoneDuringAJob)
+{
+    window.show();
+    window.activateWindow();
+    button("testButton").setFocus();
+    window.showBusy(true);
+    find<QLineEdit>("currency").setFocus();
+    window.showBusy(false);
+    EXPECT_EQ(window.focusWidget(), &find<QLineEdit>("currency"));
+}
+
 TEST_F(SettingsWindowTest, SaysWhatWasPressed)
 {
     window.showSettings(fullSettings());

@@ -110,13 +110,16 @@ void SettingsWindow::showActivity(const QString& text)
 
 void SettingsWindow::showBusy(bool busy)
 {
-    if (busy)
-        m_focusBeforeBusy = focusWidget();
+    QWidget* const before = focusWidget();
     m_busy = busy;
     updateControls();
-    // A control that was disabled under the user's fingers gets the keyboard back.
-    if (!busy && m_focusBeforeBusy && m_focusBeforeBusy->isEnabled())
+    if (busy) {
+        m_focusBeforeBusy = before;
+        m_focusWhileBusy = focusWidget();
+    } else if (m_focusBeforeBusy && before == m_focusWhileBusy) {
+        // The control that was disabled under the user's fingers; not when they have gone on to another.
         m_focusBeforeBusy->setFocus();
+    }
 }
 
 void SettingsWindow::showRefreshing(bool devices, bool receipts, bool labels)

@@ -105,7 +105,8 @@ private:
     bool m_refreshingDevices = false;
     bool m_refreshingReceipts = false;
     bool m_refreshingLabels = false;
-    QPointer<QWidget> m_focusBeforeBusy;
+    QPointer<QWidget> m_focusBeforeBusy; ///< what had the keyboard when the job began
+    QPointer<QWidget> m_focusWhileBusy; ///< what got it when that was disabled
 };
 
 } // namespace harrowmint
