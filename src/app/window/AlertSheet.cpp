@@ -16,7 +16,7 @@ namespace harrowmint {
 
 namespace {
 
-constexpr int textWidthInCharacters = 54;
+constexpr int textWidthInCharacters = 62;
 constexpr int buttonWidthInCharacters = 18;
 
 /// A label of the sheet's text column.
