@@ -8,6 +8,10 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE RelWithDebInfo)
 endif()
 
+include(GNUInstallDirs)
+# Of programs that the agent starts and people don't.
+set(HARROWMINT_LIBEXEC_DIR ${CMAKE_INSTALL_LIBEXECDIR}/harrowmint-printer)
+
 find_program(HARROWMINT_CCACHE ccache)
 if(HARROWMINT_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # Precompiled headers need this sloppiness, or ccache passes every file on.

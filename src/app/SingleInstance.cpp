@@ -1,0 +1,269 @@
+#include "app/SingleInstance.h"
+
+#include "app/PeerUser.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace harrowmint {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+const QByteArray request = QByteArrayLiteral("show\n");
+const QByteArray answer = QByteArrayLiteral("shown\n");
+
+constexpr mode_t directoryMode = 0700;
+constexpr mode_t fileMode = 0600;
+/// Enough to tell the data directories of one user apart, and short enough for a socket's path.
+constexpr int nameBytes = 12;
+constexpr int backlog = 8;
+constexpr std::size_t maximumVisitors = 8;
+/// Between two looks for the socket of an agent that has just begun.
+constexpr std::chrono::milliseconds lookPause{20};
+/// While the process has no descriptor to spare.
+constexpr std::chrono::seconds acceptPause{1};
+
+/// Non-blocking, and no child's; -1 when there is none to be had.
+FileDescriptor settled(int descriptor)
+{
+    FileDescriptor socket(descriptor);
+    if (socket.isOpen()) {
+        ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
+        ::fcntl(socket.get(), F_SETFL, ::fcntl(socket.get(), F_GETFL) | O_NONBLOCK);
+    }
+    return socket;
+}
+
+/// False when the path is too long for a socket's address.
+bool setPath(sockaddr_un& address, const QByteArray& path)
+{
+    address.sun_family = AF_UNIX;
+    if (static_cast<std::size_t>(path.size()) >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, path.constData(), static_cast<std::size_t>(path.size()) + 1);
+    return true;
+}
+
+int remaining(Clock::time_point deadline)
+{
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(rest.count(), 0));
+}
+
+/// Whether the socket can be used (or has failed) before the deadline.
+bool waitFor(int socket, short events, Clock::time_point deadline)
+{
+    for (;;) {
+        pollfd descriptor{socket, events, 0};
+        const int count = ::poll(&descriptor, 1, remaining(deadline));
+        if (count >= 0 || errno != EINTR)
+            return count > 0;
+    }
+}
+
+bool send(int socket, const QByteArray& bytes)
+{
+#ifdef MSG_NOSIGNAL
+    constexpr int flags = MSG_NOSIGNAL;
+#else
+    constexpr int flags = 0;
+#endif
+    // A few bytes into an empty socket: all of them, or the peer is gone.
+    return ::send(socket, bytes.constData(), static_cast<std::size_t>(bytes.size()), flags) == bytes.size();
+}
+
+/// Whether the peer sends exactly `expected`, before the deadline.
+bool receives(int socket, const QByteArray& expected, Clock::time_point deadline)
+{
+    QByteArray received;
+    while (received.size() < expected.size() && expected.startsWith(received)) {
+        if (!waitFor(socket, POLLIN, deadline))
+            return false;
+        char bytes[16];
+        const ssize_t count = ::recv(
+            socket, bytes, std::min(sizeof bytes, static_cast<std::size_t>(expected.size() - received.size())), 0);
+        if (count > 0)
+            received.append(bytes, count);
+        else if (count == 0 || (errno != EAGAIN && errno != EINTR))
+            return false;
+    }
+    return received == expected;
+}
+
+} // namespace
+
+QString SingleInstance::defaultParent()
+{
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return runtime.startsWith(QLatin1Char('/')) && QFile::exists(runtime) ? runtime : QDir::tempPath();
+}
+
+uid_t SingleInstance::currentUser()
+{
+    return ::geteuid();
+}
+
+SingleInstance::SingleInstance(const QString& dataDirectory)
+    : SingleInstance(dataDirectory, Place())
+{
+}
+
+SingleInstance::SingleInstance(const QString& dataDirectory, const Place& place)
+    : m_place(place)
+    // The temporary directory is shared by all users.
+    , m_directory(place.parent + QStringLiteral("/harrowmint-printer-") + QString::number(currentUser()))
+    , m_path(m_directory + QLatin1Char('/')
+          + QString::fromLatin1(QCryptographicHash::hash(QFile::encodeName(dataDirectory), QCryptographicHash::Sha256)
+                                    .left(nameBytes)
+                                    .toHex()))
+{
+}
+
+SingleInstance::~SingleInstance()
+{
+    if (m_listener.isOpen())
+        ::unlink(QFile::encodeName(socketPath()).constData());
+}
+
+SingleInstance::Outcome SingleInstance::start()
+{
+    if (!prepareDirectory())
+        return Outcome::Alone;
+    if (lock())
+        return listen() ? Outcome::First : Outcome::Alone;
+    return askToShow() ? Outcome::Shown : Outcome::Alone;
+}
+
+/// A directory that is there must be this user's own: somebody else could have made one in the temporary directory.
+bool SingleInstance::prepareDirectory() const
+{
+    const QByteArray path = QFile::encodeName(m_directory);
+    if (::mkdir(path.constData(), directoryMode) != 0 && errno != EEXIST)
+        return false;
+    struct stat status { };
+    return ::lstat(path.constData(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == currentUser()
+        && (status.st_mode & 07777) == directoryMode;
+}
+
+/// Two starts at the same moment: one of them gets the lock.
+bool SingleInstance::lock()
+{
+    const QByteArray path = QFile::encodeName(m_path + QStringLiteral(".lock"));
+    m_lock = FileDescriptor(::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, fileMode));
+    return m_lock.isOpen() && ::flock(m_lock.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+bool SingleInstance::listen()
+{
+    const QByteArray path = QFile::encodeName(socketPath());
+    sockaddr_un address{};
+    if (!setPath(address, path))
+        return false;
+    ::unlink(path.constData()); // a dead agent's: a living one has the lock
+    FileDescriptor listener = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
+    if (!listener.isOpen() || ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return false;
+    if (::chmod(path.constData(), fileMode) != 0 || ::listen(listener.get(), backlog) != 0) {
+        ::unlink(path.constData());
+        return false;
+    }
+    m_listener = std::move(listener);
+    return true;
+}
+
+bool SingleInstance::askToShow() const
+{
+    sockaddr_un address{};
+    if (!setPath(address, QFile::encodeName(socketPath())))
+        return false;
+    const Clock::time_point deadline = Clock::now() + answerTime;
+    for (;;) {
+        const FileDescriptor socket = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
+        if (!socket.isOpen())
+            return false;
+        if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+            return peerUser(socket.get()) == m_place.user && send(socket.get(), request)
+                && receives(socket.get(), answer, deadline);
+        // The agent has the lock, but not yet its socket; or too many are asking.
+        if (Clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(lookPause);
+    }
+}
+
+void SingleInstance::serve(SerialQueue& main, std::function<void()> show)
+{
+    m_main = &main;
+    m_show = std::move(show);
+    m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { accept(); });
+}
+
+void SingleInstance::accept()
+{
+    FileDescriptor socket = settled(::accept(m_listener.get(), nullptr, nullptr));
+    if (!socket.isOpen() && errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+        // No descriptor is left for it: the loop must not spin until there is one.
+        m_notifier->setEnabled(false);
+        m_acceptAgain = m_main->after(acceptPause, [this] { m_notifier->setEnabled(true); });
+    }
+    if (!socket.isOpen() || peerUser(socket.get()) != m_place.user)
+        return;
+    if (m_visitors.size() >= maximumVisitors)
+        dismiss(m_visitors.front().number);
+    const int number = ++m_lastVisitor;
+    auto notifier = std::make_unique<QSocketNotifier>(socket.get(), QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [this, number] { read(number); });
+    Timer limit = m_main->after(answerTime, [this, number] { dismiss(number); });
+    m_visitors.push_back({number, std::move(socket), std::move(notifier), std::move(limit), {}});
+}
+
+void SingleInstance::read(int number)
+{
+    const auto visitor = std::find_if(
+        m_visitors.begin(), m_visitors.end(), [number](const Visitor& each) { return each.number == number; });
+    if (visitor == m_visitors.end())
+        return;
+    char bytes[16];
+    const ssize_t count = ::recv(visitor->socket.get(), bytes, sizeof bytes, 0);
+    if (count < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+    if (count > 0)
+        visitor->request.append(bytes, count);
+    const bool complete = visitor->request == request;
+    if (count > 0 && !complete && request.startsWith(visitor->request))
+        return;
+    if (complete)
+        send(visitor->socket.get(), answer);
+    dismiss(number);
+    if (complete)
+        m_show();
+}
+
+void SingleInstance::dismiss(int number)
+{
+    const auto visitor = std::find_if(
+        m_visitors.begin(), m_visitors.end(), [number](const Visitor& each) { return each.number == number; });
+    if (visitor == m_visitors.end())
+        return;
+    // The call may have come from this notifier.
+    visitor->notifier->setEnabled(false);
+    visitor->notifier.release()->deleteLater();
+    m_visitors.erase(visitor);
+}
+
+} // namespace harrowmint

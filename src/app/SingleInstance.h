@@ -1,0 +1,93 @@
+#pragma once
+
+#include "base/SerialQueue.h"
+#include "transports/FileDescriptor.h"
+
+#include <QSocketNotifier>
+#include <QString>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+#include <vector>
+
+namespace harrowmint {
+
+/// One agent for each user and data directory: a second start has the running agent show its window. The two meet at a
+/// local socket (mode 0600) in a directory of the user's own (mode 0700), and only believe a peer of the same user.
+/// Main thread; lives as long as the process.
+class SingleInstance {
+public:
+    /// What a start has found.
+    enum class Outcome {
+        First, ///< nobody else: this process answers later starts once it serves
+        Shown, ///< the running agent shows its window; this process has nothing left to do
+        Alone, ///< there may be another agent, but none that answers: start as usual, without answering later starts
+    };
+
+    /// How long a running agent may take to answer.
+    static constexpr std::chrono::milliseconds answerTime{1'000};
+
+    /// Where the processes meet; the defaults are the agent's.
+    struct Place {
+        /// Holds the agents' own directory: the user's runtime directory, or else the temporary one.
+        QString parent = defaultParent();
+        /// Whom to believe.
+        uid_t user = currentUser();
+    };
+
+    explicit SingleInstance(const QString& dataDirectory);
+    /// Processes with the same `dataDirectory` and `place` meet.
+    SingleInstance(const QString& dataDirectory, const Place& place);
+    /// Removes the socket if it is this process's.
+    ~SingleInstance();
+    SingleInstance(const SingleInstance&) = delete;
+    SingleInstance& operator=(const SingleInstance&) = delete;
+
+    /// Looks for a running agent, and takes its place when there is none; what a dead one left behind is replaced. Call
+    /// once; needs no application object. Blocks for `answerTime` at most, and never throws: where no socket can be
+    /// made the outcome is `Alone`.
+    [[nodiscard]] Outcome start();
+    /// From now on each later start calls `show`, on this thread's Qt event loop. Only after `First`. Starts that came
+    /// earlier are answered now.
+    void serve(SerialQueue& main, std::function<void()> show);
+
+    /// The path of the socket.
+    [[nodiscard]] QString socketPath() const { return m_path + QStringLiteral(".socket"); }
+
+    [[nodiscard]] static QString defaultParent();
+    [[nodiscard]] static uid_t currentUser();
+
+private:
+    /// A later start, between its connection and its request.
+    struct Visitor {
+        int number;
+        FileDescriptor socket;
+        std::unique_ptr<QSocketNotifier> notifier;
+        Timer limit;
+        QByteArray request;
+    };
+
+    [[nodiscard]] bool prepareDirectory() const;
+    [[nodiscard]] bool lock();
+    [[nodiscard]] bool listen();
+    [[nodiscard]] bool askToShow() const;
+    void accept();
+    void read(int number);
+    void dismiss(int number);
+
+    Place m_place;
+    QString m_directory;
+    QString m_path; ///< of the socket and the lock, without their suffixes
+    FileDescriptor m_lock; ///< locked as long as this process is the agent; the kernel unlocks when it dies
+    FileDescriptor m_listener;
+    SerialQueue* m_main = nullptr;
+    std::function<void()> m_show;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    Timer m_acceptAgain;
+    int m_lastVisitor = 0;
+    std::vector<Visitor> m_visitors;
+};
+
+} // namespace harrowmint
