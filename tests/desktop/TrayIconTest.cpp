@@ -71,6 +71,8 @@ protected:
             structure.endStructure();
             entries.push_back({identifier, properties.value(QStringLiteral("label")).toString()});
         }
+        root.endArray();
+        root.endStructure();
         return entries;
     }
     void choose(int identifier)
@@ -104,6 +106,7 @@ TEST_F(TrayIcons, TellWhatTheyAreFor)
     const auto toolTip = property(QStringLiteral("ToolTip")).value<QDBusArgument>();
     QString name;
     QString title;
+    QString text;
     toolTip.beginStructure();
     toolTip >> name;
     toolTip.beginArray();
@@ -116,7 +119,8 @@ TEST_F(TrayIcons, TellWhatTheyAreFor)
         toolTip.endStructure();
     }
     toolTip.endArray();
-    toolTip >> title;
+    toolTip >> title >> text;
+    toolTip.endStructure();
     EXPECT_EQ(title, QStringLiteral("Harrowmint Printer — open settings"));
 }
 
@@ -139,6 +143,7 @@ TEST_F(TrayIcons, HaveAPictureForSmallAndLargeTrays)
         EXPECT_EQ(bytes.size(), qsizetype{4} * width * height);
         sides += width;
     }
+    pictures.endArray();
     EXPECT_TRUE(sides.contains(22)) << ::testing::PrintToString(sides);
     EXPECT_TRUE(sides.contains(64)) << ::testing::PrintToString(sides);
 }

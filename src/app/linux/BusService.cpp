@@ -25,7 +25,7 @@ bool isError(const QDBusMessage& reply)
 
 QString BusService::sessionBusAddress()
 {
-    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
+    QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
     if (address.startsWith(autolaunch))
         return {}; // there is none, and this is not the program to start one
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
