@@ -21,7 +21,7 @@ public:
 
     /// The platform's own. `reopened` is called on `main`, never within this call, when the user asks the running agent
     /// for its window by a click on its icon.
-    [[nodiscard]] static std::unique_ptr<Foreground> make(SerialQueue& main, std::function<void()> reopened);
+    [[nodiscard]] static std::unique_ptr<Foreground> make(SerialQueue& main, const std::function<void()>& reopened);
 };
 
 } // namespace harrowmint

@@ -12,7 +12,7 @@ public:
 
 } // namespace
 
-std::unique_ptr<Foreground> Foreground::make(SerialQueue& /*main*/, std::function<void()> /*reopened*/)
+std::unique_ptr<Foreground> Foreground::make(SerialQueue& /*main*/, const std::function<void()>& /*reopened*/)
 {
     return std::make_unique<WindowManagersForeground>();
 }

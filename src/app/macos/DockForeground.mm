@@ -85,9 +85,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<Foreground> Foreground::make(SerialQueue& main, std::function<void()> reopened)
+std::unique_ptr<Foreground> Foreground::make(SerialQueue& main, const std::function<void()>& reopened)
 {
-    return std::make_unique<DockForeground>(main, std::move(reopened));
+    return std::make_unique<DockForeground>(main, reopened);
 }
 
 } // namespace harrowmint

@@ -148,6 +148,17 @@ TEST_F(CoreBluetoothLinks, AskedForWhileBeingCancelledBeginOnceTheOldOneIsOver)
     EXPECT_EQ(told(), lines({"connected 1"}));
 }
 
+TEST_F(CoreBluetoothLinks, CancelledOnceMoreDoNotBeginAgain)
+{
+    connectPrinter();
+    central->cancelConnection(printer(1));
+    central->connect(printer(1));
+    central->cancelConnection(printer(1));
+    dropLink();
+    EXPECT_EQ(told(), lines({"disconnected 1"}));
+    EXPECT_EQ(asked(), lines({"cancel 1"}));
+}
+
 TEST_F(CoreBluetoothLinks, AreEachTheirOwn)
 {
     central->connect(printer(1));

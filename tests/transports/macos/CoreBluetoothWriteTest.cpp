@@ -113,6 +113,32 @@ TEST_F(CoreBluetoothWrites, ThatFailWithBluetoothAreNotReportedButTheStateIs)
     EXPECT_EQ(toldAfter(1s), QStringList(QStringLiteral("state %1").arg(static_cast<int>(LECentralState::poweredOff))));
 }
 
+TEST_F(CoreBluetoothWrites, AreNotAnsweredWithWhatWasSaidOfTheConnectionBefore)
+{
+    openChannel();
+    writeWithResponse("abc");
+    framework().valueWritten(printer(1), channel, true);
+    told();
+    dropLink();
+    told();
+    openChannel(); // all of it while the failure's report was due
+    writeWithResponse("def");
+    EXPECT_EQ(toldAfter(1s), QStringList());
+    framework().valueWritten(printer(1), channel, false);
+    EXPECT_EQ(told(), lines({"written 1 2af1 well"}));
+}
+
+TEST_F(CoreBluetoothWrites, OfTheConnectionBeforeAreNotAnsweredInTheNext)
+{
+    openChannel();
+    writeWithResponse("abc");
+    dropLink();
+    told();
+    openChannel();
+    framework().valueWritten(printer(1), channel, false);
+    EXPECT_EQ(told(), QStringList());
+}
+
 TEST_F(CoreBluetoothWrites, WithResponseThatTheFrameworkCannotTakeFail)
 {
     openChannel();
