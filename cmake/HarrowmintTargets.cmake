@@ -6,14 +6,16 @@ function(harrowmint_library name)
     set_target_properties(${name} PROPERTIES AUTOMOC OFF)
 endfunction()
 
-# harrowmint_test(name [GUI] SOURCES … LINK … [TIMEOUT s] [SHARDS n] [LABELS …]): one GoogleTest program, n CTest entries (one),
+# harrowmint_test(name [GUI|WIDGETS] SOURCES … LINK … [TIMEOUT s] [SHARDS n] [LABELS …]): one GoogleTest program, n CTest entries (one),
 # several for programs that mostly wait.
 # The label "threads" has it run under the thread sanitizer too.
 function(harrowmint_test name)
-    cmake_parse_arguments(ARG "GUI" "TIMEOUT;SHARDS" "SOURCES;LINK;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "GUI;WIDGETS" "TIMEOUT;SHARDS" "SOURCES;LINK;LABELS" ${ARGN})
     set(target test_${name})
     string(REPLACE "." "_" target ${target})
-    if(ARG_GUI)
+    if(ARG_WIDGETS)
+        set(main ${CMAKE_SOURCE_DIR}/tests/support/WidgetsMain.cpp)
+    elseif(ARG_GUI)
         set(main ${CMAKE_SOURCE_DIR}/tests/support/GuiMain.cpp)
     else()
         set(main ${CMAKE_SOURCE_DIR}/tests/support/CoreMain.cpp)

@@ -2,6 +2,7 @@
 //   harrowmint-printer-demo [usb|ble|serial]
 // names the connection that receipts go out on; "usb" when nothing is named. Labels always go out over LE.
 #include "app/Agent.h"
+#include "app/AgentServices.h"
 #include "base/PrinterError.h"
 #include "settings/PrinterSettings.h"
 #include "simulator/PaperFolder.h"
@@ -40,9 +41,8 @@ void prepareSettings(const QString& directory, const QString& papers)
     settings.save(directory);
 }
 
-AgentConfiguration demoConfiguration(SerialQueue& main)
+AgentConfiguration demoConfiguration(SerialQueue& main, const QString& directory)
 {
-    const QString directory = PrinterSettings::directory() + QStringLiteral(" Demo");
     const QString papers = directory + QStringLiteral("/Papers");
     try {
         prepareSettings(directory, papers);
@@ -51,12 +51,17 @@ AgentConfiguration demoConfiguration(SerialQueue& main)
     }
     const QString usbProgram =
         QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("harrowmint-virtual-usb"));
-    return agentConfiguration(main, directory, usbProgram, virtualBluetooth(papers));
+    AgentConfiguration configuration;
+    addPrinters(configuration, main, usbProgram, virtualBluetooth(papers));
+    addDesktop(configuration, main);
+    return configuration;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    return runAgent(argc, argv, demoConfiguration);
+    const QString directory = PrinterSettings::directory() + QStringLiteral(" Demo");
+    return runAgent(
+        argc, argv, directory, [&directory](SerialQueue& main) { return demoConfiguration(main, directory); });
 }

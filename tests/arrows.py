@@ -30,6 +30,8 @@ def breaches():
             target = include.split("/")[0]
             if target in MAY_KNOW and "/" in include and target != folder and target not in MAY_KNOW[folder]:
                 yield f"{name}: {folder} may not know {include}"
+            if folder == "app" and name.startswith("src/app/window/") and re.match(r"app/(?!window/)", include):
+                yield f"{name}: the window may not know {include}"
             for library, only in ONE_FILE_ONLY.items():
                 if re.match(rf"{library}(\.h(pp)?$|/)", include) and name != only:
                     yield f"{name}: {include} belongs in {only} alone"

@@ -53,6 +53,12 @@ public:
     /// Sends `receipt` for the store `origin` under `settings`. Answers within this call when the job is refused; from
     /// the busy check to the reservation everything happens in this one turn.
     void send(const Receipt& receipt, const PrinterSettings& settings, const QString& origin, const Answer& answer);
+    /// Guards that could be loaded after all; a job that runs keeps its own. They outlive the dispatch.
+    void setGuards(PrintGuard* receiptGuard, PrintGuard* labelGuard)
+    {
+        m_receiptGuard = receiptGuard;
+        m_labelGuard = labelGuard;
+    }
     /// Whether a job is between its reservation and its transport's result.
     [[nodiscard]] bool busy() const { return m_job.has_value(); }
 

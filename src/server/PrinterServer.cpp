@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <future>
 #include <sys/socket.h>
 
 namespace harrowmint {
@@ -15,6 +16,8 @@ constexpr std::string_view threadLabel = "com.harrowmint.printer.http";
 /// Connections wait in the kernel while accepting pauses; a short queue would cost them a second each.
 constexpr int backlog = 128;
 constexpr std::chrono::milliseconds acceptPause{100};
+/// Far more than the work that waits on the server's thread can take.
+constexpr std::chrono::milliseconds handOverTime{500};
 
 constexpr QStringView readyText = u"Ready on this Mac · port %1";
 constexpr QStringView unavailableText =
@@ -97,6 +100,7 @@ void PrinterServer::Implementation::run()
 void PrinterServer::Implementation::stop()
 {
     m_owner = nullptr;
+    handOverReplies();
     m_context.stop();
     if (m_thread.joinable())
         m_thread.join();
@@ -106,6 +110,16 @@ void PrinterServer::Implementation::stop()
         connection->socket.close(ignored);
     m_connections.clear();
     m_draining.clear();
+}
+
+/// Waits until the replies given so far are with the system, which delivers them also after the process has ended.
+void PrinterServer::Implementation::handOverReplies()
+{
+    if (!m_thread.joinable())
+        return;
+    const auto handedOver = std::make_shared<std::promise<void>>();
+    asio::post(m_context, [handedOver] { handedOver->set_value(); });
+    handedOver->get_future().wait_for(handOverTime);
 }
 
 void PrinterServer::Implementation::report(const QString& text, bool ok)

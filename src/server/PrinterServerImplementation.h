@@ -63,6 +63,7 @@ public:
     void start();
     /// Ends the thread and closes every socket; afterwards neither the handler nor the status is called. Main queue.
     void stop();
+    void handOverReplies();
     [[nodiscard]] std::uint16_t port() const { return m_port; }
     [[nodiscard]] bool onMain() const { return m_main.isCurrent(); }
 

@@ -1,15 +1,5 @@
-#include "app/AppDelegate.h"
+#include "app/DelegateFixture.h"
 
-#include "base/PrinterError.h"
-#include "base/QtQueue.h"
-#include "support/HttpClient.h"
-#include "support/TemporaryDirectory.h"
-
-#include <QCoreApplication>
-#include <QEventLoop>
-#include <QFile>
-#include <future>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 using namespace harrowmint;
@@ -17,90 +7,7 @@ using namespace harrowmint::test;
 
 namespace {
 
-const QByteArray store = "https://shop.example.com";
-const auto settingsUnreadableText =
-    QStringLiteral("Local settings could not be read. Website printing is disabled until this is resolved.");
-
-QByteArray sample(const QString& name)
-{
-    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// A launched delegate on a port of the system's choice, with printers that remember what they got.
-class AppDelegateTest : public ::testing::Test {
-protected:
-    void saveSettings()
-    {
-        PrinterSettings settings;
-        settings.printerURI = QStringLiteral("usb://Acme/TM?serial=1");
-        settings.labelPrinterURI = QStringLiteral("ble:0F8FAD5B-D9CB-469F-A165-70867728950E");
-        settings.origins = {QString::fromLatin1(store)};
-        change(settings);
-        settings.save(directory.path());
-    }
-
-    void launch()
-    {
-        makeDelegate();
-        delegate->applicationDidFinishLaunching();
-    }
-
-    void makeDelegate()
-    {
-        AgentConfiguration configuration;
-        configuration.directory = directory.path();
-        configuration.port = port;
-        configuration.log = [this](const QString& text) { log.append(text); };
-        configuration.transports.usb = [this](const QByteArray& bytes, const QString&, const JobRunner::Transferred&) {
-            printed.append(bytes);
-            if (whilePrinting)
-                whilePrinting();
-        };
-        configuration.transports.receiptBLE = [](const QByteArray&, const QString&) {};
-        configuration.transports.receiptSerial = [](const QByteArray&, const QString&) {};
-        configuration.transports.labels = [this](const LabelDocument& label, const QString&) {
-            printed.append(label.bytes());
-        };
-        delegate = std::make_unique<AppDelegate>(main, std::move(configuration));
-    }
-
-    /// Exchanges on another thread while the main queue runs here.
-    HttpResponse request(const QByteArray& method, const QByteArray& path, const QByteArray& origin,
-        const QByteArray& body = {}, const QByteArray& headers = {})
-    {
-        const QByteArray bytes = pageRequest(delegate->port(), method, path, origin, body, headers);
-        bool done = false;
-        auto response = std::async(std::launch::async, [&, at = delegate->port()] {
-            const HttpResponse result = exchange(at, bytes);
-            main.async([&done] { done = true; });
-            return result;
-        });
-        runUntil([&] { return done; });
-        return response.get();
-    }
-
-    template <class Condition>
-    static void runUntil(Condition&& condition)
-    {
-        while (!condition())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-
-    std::function<void(PrinterSettings&)> change = [](PrinterSettings&) {};
-    std::uint16_t port = 0;
-    TemporaryDirectory directory;
-    QtQueue main;
-    QStringList log;
-    QByteArrayList printed;
-    std::function<void()> whilePrinting;
-    std::unique_ptr<AppDelegate> delegate;
-};
-
-QByteArray json(bool success, const QByteArray& message)
-{
-    return QByteArray("{\"success\":") + (success ? "true" : "false") + ",\"message\":\"" + message + "\"}";
-}
+class AppDelegateTest : public DelegateFixture { };
 
 } // namespace
 
@@ -190,17 +97,6 @@ TEST_F(AppDelegateTest, RefusesAPairingBodyThatIsNotTheSeventeenBytes)
     const auto reply = request("POST", "/pair", store, R"({"action": "pair"})");
     EXPECT_EQ(reply.status, 400);
     EXPECT_EQ(reply.body, json(false, "Invalid connection request."));
-}
-
-TEST_F(AppDelegateTest, CannotPairANewStoreWithoutAWindow)
-{
-    saveSettings();
-    launch();
-    const auto reply = request("POST", "/pair", "https://new.example.com", R"({"action":"pair"})");
-    EXPECT_EQ(reply.status, 429);
-    EXPECT_EQ(
-        reply.body, json(false, "Connection unavailable. Wait, or disconnect an unused store in the printer app."));
-    EXPECT_EQ(reply.header("Access-Control-Allow-Origin"), QByteArray("https://new.example.com"));
 }
 
 TEST_F(AppDelegateTest, StartsWithTheDefaultsWhenThereAreNoSettings)
@@ -296,23 +192,10 @@ TEST_F(AppDelegateTest, TellsThatNoSocketCanBeMade)
 TEST_F(AppDelegateTest, EndsWhileATransportRunsAndLeavesTheJobUncertain)
 {
     saveSettings();
-    std::promise<void> began;
-    std::promise<void> mayEnd;
-    whilePrinting = [&] {
-        began.set_value();
-        mayEnd.get_future().wait();
-    };
     launch();
-    const QByteArray bytes =
-        pageRequest(delegate->port(), "POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
-    auto response = std::async(std::launch::async, [&, at = delegate->port()] { return exchange(at, bytes); });
-    const auto running = began.get_future();
-    runUntil([&] {
-        main.async([] {}); // keeps the loop turning
-        return running.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    });
+    beginJob();
     mayEnd.set_value();
     delegate.reset();
-    EXPECT_EQ(response.get().status, 0);
+    EXPECT_EQ(jobReply.get().status, 0);
     EXPECT_EQ(PrintGuard(false, directory.path()).recent().at(0).transferred, std::nullopt);
 }

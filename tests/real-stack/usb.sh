@@ -1,6 +1,6 @@
 # USB printing against a virtual USB printer on the guest's kernel; read by `guest`.
 # builds: harrowmint-printer harrowmint-usb-backend
-# limit: 600
+# limit: 1500
 # table: docs/usb-backend.md
 # shellcheck shell=bash disable=SC2034,SC2154
 
@@ -73,7 +73,10 @@ expect() {
     [[ $lines == "$wanted" ]] || problem "lines:"$'\n'"$lines"$'\n'"   instead of:"$'\n'"$wanted"
     awk -v s="$seconds" -v l="$limit" -v n=$slowness 'BEGIN { exit !(s <= l * n) }' || problem "$seconds s, not $limit s"
 }
-tell() { row "$1" "\`${lines//$'\n'/\`<br>\`}\`" "$status" "$seconds"; }
+tell() {
+    local shown="\`${lines//$'\n'/\`<br>\`}\`"
+    row "$1" "${lines:+$shown}" "$status" "$seconds"
+}
 # finish CASE: the kernel's driver has the printer again; the case goes into the table.
 finish() {
     kernel_driver_is_back || problem "/dev/usb/lp0 is not back"
@@ -179,10 +182,10 @@ case_unplug() {
 }
 case_unplug_waiting() {
     connect --stop-after 20000
-    (sleep 3; control unplug) &
+    (until grep -q PORT_STATUS /x/usb.jsonl; do sleep 0.1; done; control unplug) &
     print
-    expect 1 4 "$quiet" "$(sent_line)" "ERROR: The printer was unplugged or switched off."
-    tell "unplugged after 3 s without taking data"
+    expect 1 2 "$quiet" "$(sent_line)" "ERROR: The printer was unplugged or switched off."
+    tell "unplugged while it takes no data"
 }
 case_absent() {
     print
@@ -203,14 +206,14 @@ case_busy() {
 }
 case_stop() {
     connect --stop-after 20000
-    print --sig TERM@2
-    expect 1 3 "$quiet" "$(sent_line)" "ERROR: The job was stopped."
+    print --sig TERM@4
+    expect 1 4.2 "$quiet" "$(sent_line)" "ERROR: The job was stopped."
     awk -v s="$seconds" -v t="$signal_time" 'BEGIN { exit !(s - t <= 0.6) }' || problem "ended $seconds, SIGTERM at $signal_time"
-    finish "SIGTERM after 2 s"
+    finish "SIGTERM after 4 s"
 }
 case_stop_early() { # at whatever the program is doing just then
     local moment
-    for moment in 0.05 0.1 0.15 0.2 0.25 0.3; do
+    for moment in 0.05 0.15 0.3; do
         connect --rate 100000
         print --sig "TERM@$moment"
         awk -v s="$seconds" -v t="$signal_time" 'BEGIN { exit !(s - t <= 0.6) }' || problem "ended $seconds, SIGTERM at $signal_time"
@@ -296,7 +299,7 @@ print(int((t[-1]["total"] - t[0]["total"]) / (t[-1]["t"] - t[0]["t"])))'
 case_speed() {
     local kernel=0 ours=0 rate
     head -c 900000 /dev/urandom >/tmp/big.bin
-    for _ in 1 2 3; do
+    for _ in 1 2; do
         connect
         dd if=/tmp/big.bin of=/dev/usb/lp0 bs=64k status=none
         cmp /tmp/big.bin $sent || problem "other bytes through the kernel's printer device"
@@ -313,7 +316,7 @@ case_speed() {
     echo "   $ours bytes/s; the kernel's printer device: $kernel bytes/s"
     [[ $kernel -gt 0 ]] || problem "nothing was measured on the kernel's printer device"
     [[ $((ours * 10)) -ge $((kernel * 9)) ]] || problem "slower than 0.9 of the kernel's printer device"
-    row "900000 bytes, best of three: $ours bytes/s; \`dd\` onto the kernel's printer device: $kernel bytes/s" "" "" ""
+    row "900000 bytes, the better of two: $ours bytes/s; \`dd\` onto the kernel's printer device: $kernel bytes/s" "" "" ""
 }
 
 # --- the agent, as an ordinary user

@@ -44,7 +44,7 @@ std::vector<QString> inaccessibleUSBPrinters()
 QString ownUSBBackend(const QString& agentFolder)
 {
     const QDir folder(agentFolder);
-    const QString beside = folder.filePath(backendName);
+    QString beside = folder.filePath(backendName);
     if (QFileInfo(beside).isExecutable())
         return beside;
     return QDir::cleanPath(folder.filePath(installedFolder + QLatin1Char('/') + backendName));

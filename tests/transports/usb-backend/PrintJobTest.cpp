@@ -23,13 +23,13 @@ TEST_F(PrintJobTest, TakesTheDeviceFromTheKernelAndGivesItBack)
         ElementsAre("open /dev/bus/usb/001/002", "detach", "claim", "setting", "send 3", "release", "attach"));
 }
 
-TEST_F(PrintJobTest, LeavesTheKernelsDriverAwayWhereThereWasNone)
+TEST_F(PrintJobTest, GivesTheDeviceToTheKernelsDriverThatAnotherProgramLeftDetached)
 {
     m_device.kernelDriver = false;
     start();
     end();
     m_job.giveBack();
-    EXPECT_THAT(m_device.calls, ElementsAre("open /dev/bus/usb/001/002", "claim", "setting", "release"));
+    EXPECT_THAT(m_device.calls, ElementsAre("open /dev/bus/usb/001/002", "claim", "setting", "release", "attach"));
 }
 
 TEST_F(PrintJobTest, TellsTheExactCountAndTheWaitWhenEverythingIsAccepted)
@@ -143,6 +143,17 @@ TEST_F(PrintJobTest, AsksForThePortStatusOnlyAfterASecondWithoutData)
     advance(Milliseconds(1));
     EXPECT_EQ(m_device.count("ask"), 1);
     EXPECT_THAT(m_lines, ElementsAre("INFO: The printer takes no data."));
+}
+
+TEST_F(PrintJobTest, CountsATransferThatEndedDuringALongSleepAsTaken)
+{
+    start();
+    give("job");
+    sleep(std::chrono::minutes(10)); // the computer's: what has ended meanwhile is told first
+    endTransfer();
+    give("more");
+    advance(PrintJob::patience - Milliseconds(1));
+    EXPECT_THAT(m_lines, IsEmpty());
 }
 
 TEST_F(PrintJobTest, AsksAgainOnlyWhenTheLastAnswerHasCome)

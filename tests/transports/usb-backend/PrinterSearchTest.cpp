@@ -18,8 +18,8 @@ class PrinterSearch : public ::testing::Test {
 protected:
     PrinterSearch()
     {
-        char name[] = "/tmp/printer-search-XXXXXX";
-        m_folder = ::mkdtemp(name);
+        m_folder = std::filesystem::temp_directory_path() / "printer-search-XXXXXX";
+        EXPECT_NE(::mkdtemp(m_folder.data()), nullptr);
     }
     ~PrinterSearch() override { std::filesystem::remove_all(m_folder); }
 

@@ -127,6 +127,8 @@ TEST(PrinterURITest, ReadsPercentSignsThatEncodeNothingAsThemselves)
 TEST(PrinterURITest, ReadsAnInterfaceOnlyAtTheEnd)
 {
     EXPECT_EQ(parsePrinterURI("usb://A/B?serial=x&interface=1y"), (PrinterURI{"A", "B", "x&interface=1y", 0}));
+    EXPECT_EQ(parsePrinterURI("usb://A/B?interface=-1"), (PrinterURI{"A", "B?interface=-1", "", 0}));
+    EXPECT_EQ(parsePrinterURI("usb://A/B?interface=99999999999"), (PrinterURI{"A", "B?interface=99999999999", "", 0}));
     EXPECT_EQ(parsePrinterURI("usb://A/Binterface=1"), (PrinterURI{"A", "Binterface=1", "", 0}));
     EXPECT_EQ(parsePrinterURI("usb://A/B?interface="), (PrinterURI{"A", "B?interface=", "", 0}));
 }

@@ -69,14 +69,15 @@ void PrintJobRig::endTransfer(usb::TransferEnd end, std::size_t bytes)
     ASSERT_FALSE(m_device.inFlight.empty());
     const std::string taken = std::exchange(m_device.inFlight, {}).substr(0, bytes);
     m_device.accepted += taken;
-    m_job.passTime(m_now);
+    m_job.setTime(m_now);
     m_job.listener().dataEnded(end, taken.size());
 }
 
 void PrintJobRig::answerStatus(std::optional<std::uint8_t> status)
 {
-    m_job.passTime(m_now);
+    m_job.setTime(m_now);
     m_job.listener().statusEnded(status);
+    m_job.passTime(m_now);
 }
 
 void PrintJobRig::advance(Milliseconds duration)

@@ -53,6 +53,8 @@ protected:
     void endTransfer(usb::TransferEnd end = usb::TransferEnd::Accepted, std::size_t bytes = std::string::npos);
     void answerStatus(std::optional<std::uint8_t> status);
     void advance(Milliseconds duration);
+    /// Time passes without anybody noticing.
+    void sleep(Milliseconds duration) { m_now += duration; }
     void stop() { m_job.stop(m_now); }
 
     using Lines = std::vector<std::string>;

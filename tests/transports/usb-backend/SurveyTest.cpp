@@ -159,6 +159,14 @@ TEST(SurveyChoice, KnowsAPrinterWhoseIdNobodyCouldReadByItsSerialNumber)
     EXPECT_EQ(chosen({"A", "B", "", 0}, {answered(first, texts("", ""))}, true), std::nullopt);
 }
 
+TEST(SurveyChoice, FindsAPrinterWhoseTextsLookLikeOptionsOfItsAddress)
+{
+    const PrinterTexts odd = texts("S&interface=2", "MFG:A;MDL:B?serial=1;");
+    const auto listed = usb::parsePrinterURI(usb::encoded(usb::printerURI(odd, 0)));
+    ASSERT_TRUE(listed);
+    EXPECT_EQ(chosen(*listed, {answered(first, odd)}, false), first);
+}
+
 TEST(SurveyChoice, DoesNotTakeAnotherModelWithTheSameSerialNumber)
 {
     EXPECT_EQ(chosen({"A", "Other", "S1", 0}, {answered(first, texts("S1"))}, true), std::nullopt);

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/QueuePost.h"
 #include "base/SerialQueue.h"
 #include "transports/linux/bluez/BluezNames.h"
 #include "transports/linux/bluez/BluezObjects.h"
-#include "base/QueuePost.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

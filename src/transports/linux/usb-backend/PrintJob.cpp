@@ -80,7 +80,7 @@ UsbResult PrintJob::take(const PrinterLocation& printer)
     if (m_device.hasKernelDriver()) {
         if (const UsbResult detached = m_device.detachKernelDriver(); detached != UsbResult::Done)
             return detached;
-        m_hadKernelDriver = true;
+        m_detached = true;
     }
     if (const UsbResult claimed = m_device.claim(); claimed != UsbResult::Done)
         return claimed;
@@ -253,9 +253,10 @@ void PrintJob::giveBack()
         m_device.clearStall();
     if (m_claimed)
         m_device.release();
-    if (m_hadKernelDriver)
+    // The job before may still have been about to do so when this one took the device.
+    if (m_claimed || m_detached)
         m_device.attachKernelDriver();
-    m_stalled = m_claimed = m_hadKernelDriver = false;
+    m_stalled = m_claimed = m_detached = false;
 }
 
 } // namespace harrowmint::usb

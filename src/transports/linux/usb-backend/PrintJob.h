@@ -44,14 +44,16 @@ public:
     void stop(Time now);
     /// The next time at which `passTime` has something to do.
     [[nodiscard]] std::optional<Time> deadline() const;
-    /// To be called after each wait, before and after the device has told what ended.
+    /// After each wait: first the time, then what the device tells, then what is due.
+    void setTime(Time now) { m_now = now; }
     void passTime(Time now);
 
     /// Whether the last word has been said.
     [[nodiscard]] bool isOver() const { return m_phase == Phase::Over; }
     /// The program's exit status. When it is over.
     [[nodiscard]] int status() const { return m_status; }
-    /// Gives the device back to the kernel's driver, as far as it was taken. When it is over; waits for the device.
+    /// Gives the device back to the kernel's driver, as far as it was taken; a driver that another program had left
+    /// detached gets it too. When it is over; waits for the device.
     void giveBack();
 
 private:
@@ -77,7 +79,7 @@ private:
     UsbDevice& m_device;
     Say m_say;
     Phase m_phase = Phase::Idle;
-    bool m_hadKernelDriver = false; ///< it was detached by this job
+    bool m_detached = false; ///< the kernel's driver, by this job
     bool m_claimed = false;
     bool m_stalled = false;
     int m_status;

@@ -70,9 +70,9 @@ std::string asciiText(std::string_view text)
     return result;
 }
 
-std::string firstOf(std::string preferred, const std::string& otherwise)
+std::string firstOf(const std::string& preferred, const std::string& otherwise)
 {
-    return preferred.empty() ? otherwise : std::move(preferred);
+    return preferred.empty() ? otherwise : preferred;
 }
 
 /// Takes "interface=N" and the separator before it off the end of `text`.
@@ -84,7 +84,8 @@ int takeInterface(std::string_view& text)
     const std::string_view digits = text.substr(at + interfaceOption.size());
     int number = 0;
     const char* end = digits.data() + digits.size();
-    if (const auto read = std::from_chars(digits.data(), end, number); read.ec != std::errc() || read.ptr != end)
+    const auto read = std::from_chars(digits.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number < 0)
         return 0;
     text = text.substr(0, at - 1);
     return number;

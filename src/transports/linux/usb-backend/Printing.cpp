@@ -66,8 +66,10 @@ private:
         watched.push_back({m_job.room().empty() ? -1 : STDIN_FILENO, POLLIN, 0});
         watched.push_back({m_stop, POLLIN, 0});
         static_cast<void>(::poll(watched.data(), watched.size(), wait()));
-        m_job.passTime(Clock::now());
+        const Clock::time_point now = Clock::now();
+        m_job.setTime(now);
         m_device.handleEvents();
+        m_job.passTime(now);
         if (watched.back().revents != 0) {
             m_stop = -1;
             m_job.stop(Clock::now());

@@ -153,6 +153,7 @@ std::vector<SurveyedPrinter> found(const std::vector<PrinterLocation>& locations
 bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
 {
     std::vector<pollfd> watched;
+    watched.reserve(askers.size() + 1);
     for (const Asker& asker : askers)
         watched.push_back({asker.descriptor(), POLLIN, 0});
     watched.push_back({stop, POLLIN, 0});
@@ -165,6 +166,13 @@ bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
             askers[i].read();
     }
     return true;
+}
+
+/// The printer's address as one that was listed is read: a text that looks like an option of the address is one then.
+PrinterURI address(const SurveyedPrinter& printer)
+{
+    const PrinterURI made = printerURI(*printer.texts, printer.location.interface);
+    return parsePrinterURI(encoded(made)).value_or(made);
 }
 
 } // namespace
@@ -193,14 +201,13 @@ std::optional<PrinterLocation> chosen(
         const bool isWaitedFor = !printer.isFinal && wanted.serial.empty() && !isLast;
         if (isWaitedFor)
             return std::nullopt;
-        if (printer.texts && matches(wanted, printerURI(*printer.texts, printer.location.interface)))
+        if (printer.texts && matches(wanted, address(printer)))
             return printer.location;
     }
     if (!isLast || wanted.serial.empty())
         return std::nullopt;
     for (const SurveyedPrinter& printer : printers) {
-        if (printer.texts && printer.texts->deviceId.empty()
-            && printerURI(*printer.texts, printer.location.interface).serial == wanted.serial)
+        if (printer.texts && printer.texts->deviceId.empty() && address(printer).serial == wanted.serial)
             return printer.location;
     }
     return std::nullopt;

@@ -1,0 +1,7 @@
+#include "app/Display.h"
+
+namespace harrowmint {
+
+void settleDisplay() { }
+
+} // namespace harrowmint

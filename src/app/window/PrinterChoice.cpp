@@ -1,0 +1,110 @@
+#include "app/window/PrinterChoice.h"
+
+#include <QAbstractItemView>
+#include <algorithm>
+#include <utility>
+
+namespace harrowmint {
+
+namespace {
+
+constexpr int placeholderIndex = 0;
+constexpr int shownCharacters = 28;
+
+} // namespace
+
+PrinterChoice::PrinterChoice(const QString& placeholder, Missing missing, QWidget* parent)
+    : Popup(parent)
+    , m_missing(missing)
+{
+    addItem(displayText(placeholder));
+    setSizeAdjustPolicy(AdjustToMinimumContentsLengthWithIcon);
+    setMinimumContentsLength(shownCharacters);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    view()->setTextElideMode(Qt::ElideRight);
+    connect(this, &QComboBox::currentIndexChanged, this, [this](int index) { userChose(index); });
+    m_afterClosing.setSingleShot(true);
+    connect(&m_afterClosing, &QTimer::timeout, this, [this] {
+        if (m_waiting)
+            fill(*std::exchange(m_waiting, std::nullopt));
+    });
+    // The placeholder can be chosen where it is shown already: then the printer that is not listed is meant.
+    connect(this, &QComboBox::activated, this, [this](int index) { userChose(index); });
+}
+
+void PrinterChoice::setSaved(const SavedPrinter& saved)
+{
+    m_saved = saved;
+    const bool isSavedNow = m_chosen.has_value() == saved.has_value() && (!saved || m_chosen->uri == saved->uri);
+    if (m_isUnsaved && !isSavedNow)
+        return;
+    m_chosen = saved;
+    m_isUnsaved = false;
+    showChosen();
+}
+
+void PrinterChoice::setPrinters(const std::vector<ListedPrinter>& printers)
+{
+    // A list is not exchanged under the user's pointer.
+    if (view()->isVisible())
+        m_waiting = printers;
+    else
+        fill(printers);
+}
+
+void PrinterChoice::hidePopup()
+{
+    Popup::hidePopup();
+    // The item that was chosen is told only after this.
+    if (m_waiting)
+        m_afterClosing.start();
+}
+
+void PrinterChoice::fill(std::vector<ListedPrinter> printers)
+{
+    m_printers = std::move(printers);
+    const auto isChosen = [this](const ListedPrinter& each) { return m_chosen && each.printer.uri == m_chosen->uri; };
+    if (m_isUnsaved && m_chosen && std::none_of(m_printers.begin(), m_printers.end(), isChosen)) {
+        if (m_missing == Missing::list) {
+            m_printers.push_back({*m_chosen, currentIndex() > placeholderIndex ? currentText() : m_chosen->name});
+        } else {
+            m_chosen = m_saved;
+            m_isUnsaved = false;
+        }
+    }
+    m_filling = true;
+    while (count() > placeholderIndex + 1)
+        removeItem(count() - 1);
+    for (const ListedPrinter& each : m_printers) {
+        addItem(displayText(each.title));
+        setItemData(count() - 1, each.title, Qt::ToolTipRole);
+    }
+    m_filling = false;
+    showChosen();
+}
+
+void PrinterChoice::showChosen()
+{
+    m_filling = true;
+    int index = placeholderIndex;
+    for (std::size_t i = 0; m_chosen && i < m_printers.size(); ++i) {
+        if (m_printers[i].printer.uri == m_chosen->uri) {
+            index = static_cast<int>(i) + 1;
+            m_chosen = m_printers[i].printer; // its name may have changed
+            break;
+        }
+    }
+    setCurrentIndex(index);
+    m_filling = false;
+}
+
+void PrinterChoice::userChose(int index)
+{
+    if (m_filling)
+        return;
+    m_isUnsaved = true;
+    m_chosen = index > placeholderIndex ? SavedPrinter(m_printers.at(static_cast<std::size_t>(index) - 1).printer)
+                                        : std::nullopt;
+}
+
+} // namespace harrowmint
