@@ -2,6 +2,7 @@
 
 #include "app/AgentServices.h"
 #include "app/AppDelegate.h"
+#include "app/Foreground.h"
 #include "app/ProcessSettings.h"
 #include "app/SessionBus.h"
 #include "app/SingleInstance.h"
@@ -30,7 +31,10 @@ int runAgent(
     configuration.directory = directory;
     if (!configuration.log)
         configuration.log = logLine;
+    std::unique_ptr<Foreground> foreground;
+    configuration.activate = [&foreground] { foreground->activate(); };
     AppDelegate delegate(main, std::move(configuration));
+    foreground = Foreground::make(main, [&delegate] { delegate.applicationShouldHandleReopen(); });
     delegate.applicationDidFinishLaunching();
     const TerminationSignals signals([&delegate] { delegate.endSession(); });
     if (outcome == SingleInstance::Outcome::First)

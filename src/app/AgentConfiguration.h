@@ -44,6 +44,8 @@ struct AgentConfiguration {
     /// Makes the icon in the menu bar or tray; it lives as long as what is returned.
     std::function<std::shared_ptr<void>(const StatusItemActions&)> statusItem = {};
     std::function<QIcon()> applicationIcon = {};
+    /// Brings the agent before other programs, each time before its window is shown to the user.
+    std::function<void()> activate = {};
     /// Calls `woke` on the main queue after each wake of the computer, as long as what is returned lives.
     std::function<std::shared_ptr<void>(std::function<void()> woke)> observeWake = {};
     /// Keeps the system awake during a job.

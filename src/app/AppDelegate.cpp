@@ -195,8 +195,11 @@ bool AppDelegate::mayStayHidden() const
 
 void AppDelegate::showWindow()
 {
-    if (m_window)
-        m_window->bringToFront();
+    if (!m_window)
+        return;
+    if (m_configuration.activate)
+        m_configuration.activate();
+    m_window->bringToFront();
 }
 
 bool AppDelegate::applicationShouldHandleReopen()
