@@ -36,8 +36,8 @@ struct AgentConfiguration {
     /// Gets each change of the status line and of the activity line; content-free sentences, meant for a log.
     std::function<void(const QString&)> log = {};
 
-    /// Makes the discovery of printers. What blocks runs on `worker`, after the jobs before it.
-    std::function<PrinterDiscovery(SerialQueue& main, SerialQueue& worker)> discovery = {};
+    /// Makes the discovery of printers. What blocks runs on `listing`, where no job waits for it.
+    std::function<PrinterDiscovery(SerialQueue& main, SerialQueue& listing)> discovery = {};
     /// Lets go of the Bluetooth LE printers that no job uses; called on the worker queue.
     std::function<void()> disconnectBluetooth = {};
 

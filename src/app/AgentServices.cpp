@@ -32,10 +32,10 @@ void addTransports(AgentConfiguration& configuration, const QString& usbProgram)
 }
 
 PrinterDiscovery discoveryOf(
-    BluetoothTransports& bluetooth, const QString& usbProgram, SerialQueue& main, SerialQueue& worker)
+    BluetoothTransports& bluetooth, const QString& usbProgram, SerialQueue& main, SerialQueue& listing)
 {
     return {
-        .usb = discoverOn(worker, main, [usbProgram] { return USBBackend::discover(usbProgram, {}, logLine); }),
+        .usb = discoverOn(listing, main, [usbProgram] { return USBBackend::discover(usbProgram, {}, logLine); }),
         .pairedSerial =
             [&bluetooth](
                 const PrinterDiscovery::Completion& completion) { bluetooth.serialReceipts().discover(completion); },
@@ -62,7 +62,7 @@ void addPrinters(
     // The configuration holds the transports longer than anything that it gives.
     configuration.disconnectBluetooth = [bluetooth = configuration.bluetooth.get()] { bluetooth->disconnect(); };
     configuration.discovery = [bluetooth = configuration.bluetooth.get(), usbProgram](SerialQueue& queue,
-                                  SerialQueue& worker) { return discoveryOf(*bluetooth, usbProgram, queue, worker); };
+                                  SerialQueue& listing) { return discoveryOf(*bluetooth, usbProgram, queue, listing); };
 }
 
 void addDesktop(AgentConfiguration& configuration, SerialQueue& main)
