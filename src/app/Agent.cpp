@@ -12,8 +12,8 @@
 
 namespace harrowmint {
 
-int runAgent(int argc, char** argv, const QString& directory,
-    const std::function<AgentConfiguration(SerialQueue&)>& configure)
+int runAgent(
+    int argc, char** argv, const QString& directory, const std::function<AgentConfiguration(SerialQueue&)>& configure)
 {
     settleProcess();
     SingleInstance instance(directory);
