@@ -2,8 +2,11 @@
 sent and, where there is one, of an optional delegate method or a handler that the system is to call."""
 
 MISSPELT = {
+    "src/transports/macos/bluetooth/CoreBluetoothValues.mm": [
+        ("UUIDWithString:", "UUIDFromString:"),
+    ],
     "src/transports/macos/bluetooth/SystemCoreBluetooth.mm": [
-        ("scanForPeripheralsWithServices:nil", "scanForPeripheralsWithService:nil"),
+        ("scanForPeripheralsWithServices:", "scanForPeripheralsWithService:"),
         ("didDiscoverServices:", "didDiscoverService:"),
         ("didDisconnectPeripheral:", "didDisconnectPeriferal:"),
         ("- (void)peripheralIsReadyToSendWriteWithoutResponse:", "- (void)peripheralIsReadyToSendWithoutResponse:"),

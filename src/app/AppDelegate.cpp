@@ -142,6 +142,7 @@ WindowServices AppDelegate::windowServices()
         .disconnectStores = [this] { m_pairing->disconnectStores(); },
         .quit = [this] { quit(); },
         .showActivity = [this](const QString& text) { showActivity(text); },
+        .activate = m_configuration.activate,
     };
 }
 
@@ -197,11 +198,8 @@ bool AppDelegate::mayStayHidden() const
 
 void AppDelegate::showWindow()
 {
-    if (!m_window)
-        return;
-    if (m_configuration.activate)
-        m_configuration.activate();
-    m_window->bringToFront();
+    if (m_window)
+        m_window->bringToFront();
 }
 
 bool AppDelegate::applicationShouldHandleReopen()

@@ -1,27 +1,14 @@
 #include "transports/macos/bluetooth/SystemCoreBluetooth.h"
 
+#include "transports/macos/bluetooth/CoreBluetoothValues.h"
+
 #import <CoreBluetooth/CoreBluetooth.h>
 #import <Foundation/Foundation.h>
 
 using namespace harrowmint;
-
-static_assert(int(CBManagerStateUnknown) == coreBluetooth::stateUnknown);
-static_assert(int(CBManagerStateResetting) == coreBluetooth::stateResetting);
-static_assert(int(CBManagerStateUnsupported) == coreBluetooth::stateUnsupported);
-static_assert(int(CBManagerStateUnauthorized) == coreBluetooth::stateUnauthorized);
-static_assert(int(CBManagerStatePoweredOff) == coreBluetooth::statePoweredOff);
-static_assert(int(CBManagerStatePoweredOn) == coreBluetooth::statePoweredOn);
-static_assert(int(CBManagerAuthorizationNotDetermined) == coreBluetooth::authorizationNotDetermined);
-static_assert(int(CBManagerAuthorizationRestricted) == coreBluetooth::authorizationRestricted);
-static_assert(int(CBManagerAuthorizationDenied) == coreBluetooth::authorizationDenied);
-static_assert(int(CBManagerAuthorizationAllowedAlways) == coreBluetooth::authorizationAllowed);
+using namespace harrowmint::coreBluetooth;
 
 namespace {
-
-CBUUID* uuidOf(GattUuid number)
-{
-    return [CBUUID UUIDWithString:[NSString stringWithFormat:@"%04X", static_cast<unsigned>(number)]];
-}
 
 NSArray<CBUUID*>* uuidsOf(const std::vector<GattUuid>& numbers)
 {
@@ -31,80 +18,9 @@ NSArray<CBUUID*>* uuidsOf(const std::vector<GattUuid>& numbers)
     return uuids;
 }
 
-std::optional<GattUuid> numberOf(CBUUID* uuid)
-{
-    return coreBluetooth::assignedNumber(QByteArray::fromNSData(uuid.data));
-}
-
-std::vector<GattUuid> numbersOf(NSArray<CBService*>* services)
-{
-    std::vector<GattUuid> numbers;
-    for (CBService* service in services) {
-        if (const auto number = numberOf(service.UUID))
-            numbers.push_back(*number);
-    }
-    return numbers;
-}
-
-std::vector<LECharacteristic> valuesOf(NSArray<CBCharacteristic*>* characteristics)
-{
-    std::vector<LECharacteristic> values;
-    for (CBCharacteristic* characteristic in characteristics) {
-        const auto number = numberOf(characteristic.UUID);
-        if (!number)
-            continue;
-        values.push_back({*number, (characteristic.properties & CBCharacteristicPropertyWrite) != 0,
-            (characteristic.properties & CBCharacteristicPropertyWriteWithoutResponse) != 0});
-    }
-    return values;
-}
-
-QString textOf(NSString* text)
-{
-    return text == nil ? QString() : QString::fromNSString(text);
-}
-
-LEPeripheral valueOf(CBPeripheral* peripheral)
-{
-    return {QUuid::fromNSUUID(peripheral.identifier), textOf(peripheral.name)};
-}
-
-LEPeripheralState stateOf(CBPeripheral* peripheral)
-{
-    switch (peripheral.state) {
-    case CBPeripheralStateConnecting:
-        return LEPeripheralState::connecting;
-    case CBPeripheralStateConnected:
-        return LEPeripheralState::connected;
-    case CBPeripheralStateDisconnecting:
-        return LEPeripheralState::disconnecting;
-    case CBPeripheralStateDisconnected:
-        break;
-    }
-    return LEPeripheralState::disconnected;
-}
-
 CBCharacteristicWriteType writeTypeOf(LEWriteType type)
 {
     return type == LEWriteType::withResponse ? CBCharacteristicWriteWithResponse : CBCharacteristicWriteWithoutResponse;
-}
-
-CBService* findService(CBPeripheral* peripheral, GattUuid number)
-{
-    for (CBService* service in peripheral.services) {
-        if ([service.UUID isEqual:uuidOf(number)])
-            return service;
-    }
-    return nil;
-}
-
-CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& channel)
-{
-    for (CBCharacteristic* characteristic in findService(peripheral, channel.service).characteristics) {
-        if ([characteristic.UUID isEqual:uuidOf(channel.characteristic)])
-            return characteristic;
-    }
-    return nil;
 }
 
 } // namespace
@@ -209,7 +125,7 @@ CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& 
 - (void)centralManager:(CBCentralManager*)__unused central didConnectPeripheral:(CBPeripheral*)peripheral
 {
     if (self.events)
-        self.events->peripheralConnected(QUuid::fromNSUUID(peripheral.identifier));
+        self.events->peripheralConnected(identifierOf(peripheral));
 }
 
 - (void)centralManager:(CBCentralManager*)__unused central
@@ -217,7 +133,7 @@ CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& 
                          error:(NSError*)__unused error
 {
     if (self.events)
-        self.events->peripheralFailedToConnect(QUuid::fromNSUUID(peripheral.identifier));
+        self.events->peripheralFailedToConnect(identifierOf(peripheral));
 }
 
 - (void)centralManager:(CBCentralManager*)__unused central
@@ -225,20 +141,19 @@ CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& 
                       error:(NSError*)__unused error
 {
     if (self.events)
-        self.events->peripheralDisconnected(QUuid::fromNSUUID(peripheral.identifier));
+        self.events->peripheralDisconnected(identifierOf(peripheral));
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error
 {
     if (self.events)
-        self.events->servicesFound(
-            QUuid::fromNSUUID(peripheral.identifier), error != nil, numbersOf(peripheral.services));
+        self.events->servicesFound(identifierOf(peripheral), error != nil, numbersOf(peripheral.services));
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral didModifyServices:(NSArray<CBService*>*)invalidatedServices
 {
     if (self.events)
-        self.events->servicesInvalidated(QUuid::fromNSUUID(peripheral.identifier), numbersOf(invalidatedServices));
+        self.events->servicesInvalidated(identifierOf(peripheral), numbersOf(invalidatedServices));
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral
@@ -247,8 +162,7 @@ CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& 
 {
     const auto number = numberOf(service.UUID);
     if (self.events && number)
-        self.events->characteristicsFound(
-            QUuid::fromNSUUID(peripheral.identifier), *number, error != nil, valuesOf(service.characteristics));
+        self.events->characteristicsFound(identifierOf(peripheral), *number, error != nil, characteristicsOf(service));
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral
@@ -259,14 +173,13 @@ CBCharacteristic* findCharacteristic(CBPeripheral* peripheral, const LEChannel& 
     const auto number = numberOf(characteristic.UUID);
     const auto serviceNumber = service ? numberOf(service.UUID) : std::nullopt;
     if (self.events && number && serviceNumber)
-        self.events->valueWritten(
-            QUuid::fromNSUUID(peripheral.identifier), LEChannel{*serviceNumber, *number}, error != nil);
+        self.events->valueWritten(identifierOf(peripheral), LEChannel{*serviceNumber, *number}, error != nil);
 }
 
 - (void)peripheralIsReadyToSendWriteWithoutResponse:(CBPeripheral*)peripheral
 {
     if (self.events)
-        self.events->readyToWrite(QUuid::fromNSUUID(peripheral.identifier));
+        self.events->readyToWrite(identifierOf(peripheral));
 }
 
 @end
@@ -294,11 +207,9 @@ public:
     void startScan(int scan) override
     {
         run([&] {
+            NSDictionary<NSString*, id>* options = @{CBCentralManagerScanOptionAllowDuplicatesKey : @NO};
             m_central.scan = scan;
-            [m_central.manager scanForPeripheralsWithServices:nil
-                                                      options:@{
-                                                          CBCentralManagerScanOptionAllowDuplicatesKey : @NO
-                                                      }];
+            [m_central.manager scanForPeripheralsWithServices:nil options:options];
         });
     }
 
@@ -342,9 +253,7 @@ public:
 
     LEPeripheralState peripheralState(const QUuid& peripheral) override
     {
-        auto state = LEPeripheralState::disconnected;
-        withKnown(peripheral, [&](CBPeripheral* known) { state = stateOf(known); });
-        return state;
+        return ask(peripheral, LEPeripheralState::disconnected, stateOf);
     }
 
     bool connect(const QUuid& peripheral) override
@@ -363,61 +272,55 @@ public:
 
     void cancelConnection(const QUuid& peripheral) override
     {
-        withKnown(peripheral, [&](CBPeripheral* known) { [m_central.manager cancelPeripheralConnection:known]; });
+        ask(peripheral, false, [&](CBPeripheral* known) {
+            [m_central.manager cancelPeripheralConnection:known];
+            return true;
+        });
     }
 
     bool discoverServices(const QUuid& peripheral, const std::vector<GattUuid>& services) override
     {
-        return withKnown(peripheral, [&](CBPeripheral* known) { [known discoverServices:uuidsOf(services)]; });
+        return ask(peripheral, false, [&](CBPeripheral* known) {
+            [known discoverServices:uuidsOf(services)];
+            return true;
+        });
     }
 
     bool discoverCharacteristic(const QUuid& peripheral, const LEChannel& channel) override
     {
-        bool hasService = false;
-        withKnown(peripheral, [&](CBPeripheral* known) {
+        return ask(peripheral, false, [&](CBPeripheral* known) {
             CBService* service = findService(known, channel.service);
-            if (!service)
-                return;
-            hasService = true;
-            [known discoverCharacteristics:@[ uuidOf(channel.characteristic) ] forService:service];
+            if (service)
+                [known discoverCharacteristics:@[ uuidOf(channel.characteristic) ] forService:service];
+            return service != nil;
         });
-        return hasService;
     }
 
     bool hasCharacteristic(const QUuid& peripheral, const LEChannel& channel) override
     {
-        bool found = false;
-        withKnown(peripheral, [&](CBPeripheral* known) { found = findCharacteristic(known, channel) != nil; });
-        return found;
+        return ask(peripheral, false, [&](CBPeripheral* known) { return findCharacteristic(known, channel) != nil; });
     }
 
     int maximumWriteLength(const QUuid& peripheral, LEWriteType type) override
     {
-        int length = 0;
-        withKnown(peripheral, [&](CBPeripheral* known) {
-            length = static_cast<int>([known maximumWriteValueLengthForType:writeTypeOf(type)]);
+        return ask(peripheral, 0, [&](CBPeripheral* known) {
+            return static_cast<int>([known maximumWriteValueLengthForType:writeTypeOf(type)]);
         });
-        return length;
     }
 
     bool canSendWriteWithoutResponse(const QUuid& peripheral) override
     {
-        bool can = false;
-        withKnown(peripheral, [&](CBPeripheral* known) { can = known.canSendWriteWithoutResponse; });
-        return can;
+        return ask(peripheral, false, [](CBPeripheral* known) -> bool { return known.canSendWriteWithoutResponse; });
     }
 
     bool write(const QUuid& peripheral, const LEChannel& channel, const QByteArray& bytes, LEWriteType type) override
     {
-        bool found = false;
-        withKnown(peripheral, [&](CBPeripheral* known) {
-            CBCharacteristic* characteristic = findCharacteristic(known, channel);
-            if (!characteristic)
-                return;
-            found = true;
-            [known writeValue:bytes.toNSData() forCharacteristic:characteristic type:writeTypeOf(type)];
+        return ask(peripheral, false, [&](CBPeripheral* known) {
+            CBCharacteristic* target = findCharacteristic(known, channel);
+            if (target)
+                [known writeValue:bytes.toNSData() forCharacteristic:target type:writeTypeOf(type)];
+            return target != nil;
         });
-        return found;
     }
 
 private:
@@ -433,17 +336,16 @@ private:
         });
     }
 
-    template <typename Task>
-    bool withKnown(const QUuid& peripheral, const Task& task)
+    /// What `question` says of a peripheral; `otherwise` of one that is not known.
+    template <typename Answer, typename Question>
+    Answer ask(const QUuid& peripheral, Answer otherwise, const Question& question)
     {
-        bool isKnown = false;
+        Answer answer = otherwise;
         run([&] {
-            if (CBPeripheral* known = [m_central known:peripheral]) {
-                isKnown = true;
-                task(known);
-            }
+            if (CBPeripheral* known = [m_central known:peripheral])
+                answer = question(known);
         });
-        return isKnown;
+        return answer;
     }
 
     dispatch_queue_t m_queue;
