@@ -2,7 +2,7 @@
 """Measures the whole agent, on each desktop of desktops.py: process start to listening, how long a page waits for a
 60-item receipt, memory before and after it, and wake-ups with the window hidden.
 
-process.py BIN_DIR [RUNS [SECONDS]]: starts BIN_DIR/harrowmint-printer-demo, with a home directory of its own, RUNS times a
+process.py BIN_DIR [RUNS [SECONDS [DESKTOP...]]]: starts BIN_DIR/harrowmint-printer-demo, with a home directory of its own, RUNS times a
 desktop, and then watches one agent a desktop for SECONDS (0: not at all) once it has settled. The baseline is a program
 of the same toolkit that only makes its application object (BIN_DIR/bench_idle)."""
 import contextlib
@@ -136,7 +136,7 @@ def main():
     binaries = pathlib.Path(sys.argv[1]).resolve()
     runs = int(sys.argv[2]) if len(sys.argv) > 2 else 15
     seconds = int(sys.argv[3]) if len(sys.argv) > 3 else 60
-    for name in desktops.NAMES:
+    for name in sys.argv[4:] or desktops.NAMES:
         measure(name, binaries, runs, seconds)
 
 
