@@ -1,5 +1,6 @@
 #include "e2e/DisplayRig.h"
 
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -21,6 +22,8 @@ const QByteArray savedText = "Saved. Printers are ready for your approved stores
 const QByteArray pausedText = "Saved. Website printing is paused.";
 /// For so long a sheet that allows something cannot be pressed.
 constexpr std::chrono::seconds deliberation{1};
+/// Of the sample that is printed.
+const QByteArray contentOfTheReceipt = "A-000123";
 const QByteArray sentText = "Sent to USB printer. Please check the paper.";
 
 /// One user's day with the agent: each step begins where the one before has ended.
@@ -101,6 +104,27 @@ protected:
         EXPECT_EQ(rig.papers().size(), 1);
     }
 
+    /// The receipt is on the paper and nowhere else; what the agent keeps is the user's alone.
+    void lookAtWhatIsKept()
+    {
+        ASSERT_TRUE(sample(QStringLiteral("invoice-10.json")).contains(contentOfTheReceipt));
+        QStringList names;
+        QDirIterator files(rig.homePath({}), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            if (file.fileName().contains(QStringLiteral("/backend/")))
+                continue; // the printer's
+            names.append(files.fileName());
+            EXPECT_EQ(file.permissions() & ~(QFile::ReadUser | QFile::WriteUser), QFile::ReadOwner | QFile::WriteOwner)
+                << file.fileName().toStdString();
+            ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+            EXPECT_FALSE(file.readAll().contains(contentOfTheReceipt)) << file.fileName().toStdString();
+        }
+        EXPECT_TRUE(names.contains(QStringLiteral("settings.json")));
+        EXPECT_TRUE(names.contains(QStringLiteral("recent-jobs.json")));
+        EXPECT_FALSE(rig.agent->log().contains(contentOfTheReceipt));
+    }
+
     void pauseAndResume()
     {
         rig.click(QStringLiteral("pause"));
@@ -157,6 +181,7 @@ TEST_F(DisplayTest, AUserSetsThePrinterUpConnectsAStorePrintsPausesDisconnectsAn
     chooseThePrinterAndSave();
     allowTheStore();
     printAReceipt();
+    lookAtWhatIsKept();
     pauseAndResume();
     closeTheWindowAndStartAgain();
     disconnectTheStores();
