@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
-"""Measures the whole agent: process start to listening and idle memory, before and after one receipt.
+"""Measures the whole agent, on each desktop of desktops.py: process start to listening, how long a page waits for a
+60-item receipt, memory before and after it, and wake-ups with the window hidden.
 
-process.py BIN_DIR [RUNS]: starts BIN_DIR/harrowmint-printer-demo, offscreen, with a home directory of its own, RUNS
-times; the baseline is a program of the same toolkit that only makes its application object (BIN_DIR/bench_idle)."""
+process.py BIN_DIR [RUNS [SECONDS [DESKTOP...]]]: starts BIN_DIR/harrowmint-printer-demo, with a home directory of its own, RUNS times a
+desktop, and then watches one agent a desktop for SECONDS (0: not at all) once it has settled. The baseline is a program
+of the same toolkit that only makes its application object (BIN_DIR/bench_idle)."""
+import contextlib
 import http.client
 import json
-import os
 import pathlib
 import socket
 import statistics
@@ -14,6 +16,8 @@ import sys
 import tempfile
 import time
 import uuid
+
+import desktops
 
 PORT = 9100
 SAMPLES = pathlib.Path(__file__).resolve().parent.parent / "tests" / "samples"
@@ -51,49 +55,89 @@ def post_receipt():
     assert reply.status == 200, text
 
 
-def run_agent(program, home):
+def wake_ups(pid):
+    """How often its threads have gone to sleep so far: each time something has woken them."""
+    count = 0
+    for status in pathlib.Path(f"/proc/{pid}/task").glob("*/status"):
+        lines = status.read_text().splitlines()
+        count += int(next(line for line in lines if line.startswith("voluntary_ctxt_switches")).split()[1])
+    return count
+
+
+@contextlib.contextmanager
+def agent(program, environment):
+    """An agent whose window stays hidden, and how many milliseconds it took to listen."""
     # The agent refuses bursts, and remembers them across starts.
-    (pathlib.Path(home) / "Library/Application Support/Harrowmint Printer Demo/recent-jobs.json").unlink(missing_ok=True)
-    environment = dict(os.environ, HOME=home, QT_QPA_PLATFORM="offscreen")
+    data = pathlib.Path(environment["HOME"]) / "Library/Application Support/Harrowmint Printer Demo"
+    (data / "recent-jobs.json").unlink(missing_ok=True)
     begin = time.perf_counter()
-    process = subprocess.Popen([program], env=environment, stderr=subprocess.DEVNULL)
+    process = subprocess.Popen([program, "usb", "--background"], env=environment, stderr=subprocess.DEVNULL)
     try:
-        start = (milliseconds_until(process, connects) - begin) * 1000
-        time.sleep(1)
-        idle = rss_mb(process.pid)
-        post_receipt()
-        time.sleep(1)
-        return start, idle, rss_mb(process.pid)
+        yield process, (milliseconds_until(process, connects) - begin) * 1000
     finally:
         process.terminate()
         process.wait()
 
 
-def run_baseline(program):
-    environment = dict(os.environ, QT_QPA_PLATFORM="offscreen")
+def run_agent(program, environment):
+    with agent(program, environment) as (process, start):
+        time.sleep(1)
+        idle = rss_mb(process.pid)
+        begin = time.perf_counter()
+        post_receipt()
+        answer = (time.perf_counter() - begin) * 1000
+        time.sleep(1)
+        return start, answer, idle, rss_mb(process.pid)
+
+
+def watch_agent(program, environment, settling, seconds):
+    with agent(program, environment) as (process, _):
+        post_receipt()
+        time.sleep(settling)
+        before = wake_ups(process.pid)
+        time.sleep(seconds)
+        return wake_ups(process.pid) - before
+
+
+def run_baseline(program, environment):
     begin = time.perf_counter()
     subprocess.run([program], env=environment, check=True)
     return (time.perf_counter() - begin) * 1000
 
 
 def row(name, values, unit):
-    print(f"{name:34} median {statistics.median(values):7.1f} {unit}   "
-          f"min {min(values):7.1f}   max {max(values):7.1f}   ({len(values)} runs)")
+    print(f"  {name:40} median {statistics.median(values):7.1f} {unit}   "
+          f"min {min(values):7.1f}   max {max(values):7.1f}   ({len(values)} runs)", flush=True)
+
+
+# A bus that is not there is looked for again and again for about two minutes; one that is mute, a little longer.
+SETTLING = {"no bus": 135, "offscreen, no bus": 135, "mute buses": 175}
+
+
+def measure(name, binaries, runs, seconds):
+    print(name)
+    program = binaries / "harrowmint-printer-demo"
+    with tempfile.TemporaryDirectory() as home, desktops.desktop(name, binaries, home) as environment:
+        run_agent(program, environment)  # fills the page cache and writes the first settings
+        agents = [run_agent(program, environment) for _ in range(runs)]
+        row("baseline: start and end of a bare", [run_baseline(binaries / "bench_idle", environment) for _ in agents], "ms")
+        row("start to listening", [a[0] for a in agents], "ms")
+        row("a receipt, from request to answer", [a[1] for a in agents], "ms")
+        row("idle memory (RSS)", [a[2] for a in agents], "MB")
+        row("memory after a 60-item receipt", [a[3] for a in agents], "MB")
+        if seconds:
+            count = watch_agent(program, environment, SETTLING.get(name, 15), seconds)
+            print(f"  wake-ups in {seconds} s, hidden and settled: {count}", flush=True)
 
 
 def main():
     if connects():
         sys.exit("port 9100 is taken; close the other agent")
-    binaries = pathlib.Path(sys.argv[1])
+    binaries = pathlib.Path(sys.argv[1]).resolve()
     runs = int(sys.argv[2]) if len(sys.argv) > 2 else 15
-    with tempfile.TemporaryDirectory() as home:
-        run_agent(binaries / "harrowmint-printer-demo", home)  # fills the page cache and writes the first settings
-        agents = [run_agent(binaries / "harrowmint-printer-demo", home) for _ in range(runs)]
-    baseline = [run_baseline(binaries / "bench_idle") for _ in range(runs)]
-    row("start to listening", [a[0] for a in agents], "ms")
-    row("baseline: start and end of a bare", baseline, "ms")
-    row("idle memory (RSS)", [a[1] for a in agents], "MB")
-    row("memory after a 60-item receipt", [a[2] for a in agents], "MB")
+    seconds = int(sys.argv[3]) if len(sys.argv) > 3 else 60
+    for name in sys.argv[4:] or desktops.NAMES:
+        measure(name, binaries, runs, seconds)
 
 
 main()

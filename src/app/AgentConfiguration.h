@@ -3,6 +3,7 @@
 #include "app/PrinterDiscovery.h"
 #include "app/WorkerJobRunner.h"
 #include "base/SerialQueue.h"
+#include "documents/Receipt.h"
 #include "server/PrinterServer.h"
 
 #include <QIcon>
@@ -50,6 +51,9 @@ struct AgentConfiguration {
     std::function<std::shared_ptr<void>(std::function<void()> woke)> observeWake = {};
     /// Keeps the system awake during a job.
     std::shared_ptr<ProcessActivity> activity = {};
+
+    /// What "Print test receipt" prints.
+    std::function<Receipt()> testReceipt = [] { return Receipt::test(); };
 
     /// Whether the agent starts at login. May throw.
     std::function<bool()> loginItemExists = {};

@@ -257,7 +257,7 @@ void AppDelegate::printTest(const PrinterSettings& settings, const JobDispatch::
     if (m_isEnding)
         answer(false, endingText);
     else
-        m_dispatch->send(Receipt::test(), settings, testOrigin, answer);
+        m_dispatch->send(m_configuration.testReceipt(), settings, testOrigin, answer);
 }
 
 void AppDelegate::handle(const HTTPRequest& request, const ReplyCallback& reply)

@@ -1,6 +1,7 @@
 #include "app/PrinterMenuIcon.h"
 
 #include <QGuiApplication>
+#include <QIconEngine>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
@@ -164,12 +165,53 @@ private:
     const Colours& m_colours;
 };
 
+/// Draws the picture for all sides when it is first asked for one: a start with a hidden window never does.
+class DrawnIcon final : public QIconEngine {
+public:
+    explicit DrawnIcon(Background background)
+        : m_background(background)
+    {
+    }
+
+    void paint(QPainter* painter, const QRect& area, QIcon::Mode mode, QIcon::State state) override
+    {
+        drawn().paint(painter, area, Qt::AlignCenter, mode, state);
+    }
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override
+    {
+        return drawn().pixmap(size, 1, mode, state);
+    }
+    QSize actualSize(const QSize& size, QIcon::Mode mode, QIcon::State state) override
+    {
+        return drawn().actualSize(size, mode, state);
+    }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override
+    {
+        QList<QSize> sizes;
+        for (const int side : sides)
+            sizes.append(QSize(side, side));
+        return sizes;
+    }
+    bool isNull() override { return false; }
+    [[nodiscard]] QIconEngine* clone() const override { return new DrawnIcon(*this); }
+
+private:
+    const QIcon& drawn()
+    {
+        if (m_drawn.isNull()) {
+            for (const int side : sides)
+                m_drawn.addPixmap(QPixmap::fromImage(draw(side, m_background)));
+        }
+        return m_drawn;
+    }
+
+    Background m_background;
+    QIcon m_drawn;
+};
+
 QIcon drawnIcon(Background background)
 {
-    QIcon icon;
-    for (const int side : sides)
-        icon.addPixmap(QPixmap::fromImage(draw(side, background)));
-    return icon;
+    return QIcon(new DrawnIcon(background));
 }
 
 Background paletteBackground()

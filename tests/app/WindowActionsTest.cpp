@@ -186,6 +186,20 @@ TEST_F(WindowActionsTest, PrintsTheTestReceiptByTheFormSavedOrNot)
     EXPECT_TRUE(delegate->settings().printerURI.isEmpty());
 }
 
+TEST_F(WindowActionsTest, RemembersTheTestReceiptAsTheAgentsOwn)
+{
+    saveSettings();
+    const Receipt receipt = Receipt::test();
+    configure = [&receipt](
+                    AgentConfiguration& configuration) { configuration.testReceipt = [&receipt] { return receipt; }; };
+    launch();
+    find<QPushButton>("testButton").click();
+    runUntil([&] { return activity() == u"Sent to USB printer. Please check the paper."; });
+    const auto remembered = PrintGuard(false, directory.path()).recent();
+    ASSERT_EQ(remembered.size(), 1u);
+    EXPECT_EQ(remembered[0].key, receipt.jobKey(QStringLiteral("native-test")));
+}
+
 TEST_F(WindowActionsTest, ShowsWhyTheTestReceiptCannotBePrinted)
 {
     launch();

@@ -2,7 +2,6 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QProcessEnvironment>
 #include <QThread>
 #include <arpa/inet.h>
 #include <chrono>
@@ -40,16 +39,23 @@ std::uint16_t freePort()
     return ntohs(address.sin_port);
 }
 
-AgentProcess::AgentProcess(const QString& program, const QString& home, const AgentPlace& place)
+QProcessEnvironment AgentProcess::environment(const QString& home, const AgentPlace& place)
 {
-    if (answersHealth(place.port))
-        throw std::runtime_error("another agent listens on the port; close it to run this test");
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     if (!place.systemBus.isEmpty())
         environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), place.systemBus);
-    m_process.setProcessEnvironment(environment);
+    for (auto entry = place.environment.cbegin(); entry != place.environment.cend(); ++entry)
+        environment.insert(entry.key(), entry.value());
+    return environment;
+}
+
+AgentProcess::AgentProcess(const QString& program, const QString& home, const AgentPlace& place)
+{
+    if (answersHealth(place.port))
+        throw std::runtime_error("another agent listens on the port; close it to run this test");
+    m_process.setProcessEnvironment(environment(home, place));
     m_process.start(QStringLiteral(HARROWMINT_BIN_DIR "/") + program, place.arguments);
     const QDeadlineTimer deadline(patience);
     while (!answersHealth(place.port)) {
@@ -73,6 +79,29 @@ void AgentProcess::kill()
 {
     m_process.kill();
     m_process.waitForFinished();
+}
+
+int AgentProcess::waitForEnd()
+{
+    if (m_process.state() != QProcess::NotRunning
+        && !m_process.waitForFinished(static_cast<int>(std::chrono::milliseconds(patience).count())))
+        throw std::runtime_error("the agent does not end: " + log().toStdString());
+    if (m_process.exitStatus() != QProcess::NormalExit)
+        throw std::runtime_error("the agent has crashed: " + log().toStdString());
+    return m_process.exitCode();
+}
+
+QByteArray AgentProcess::ask(const QByteArray& line)
+{
+    m_process.write(line + '\n');
+    const QDeadlineTimer deadline(patience);
+    m_process.setReadChannel(QProcess::StandardOutput);
+    while (!m_process.canReadLine()) {
+        m_process.waitForReadyRead(static_cast<int>(pauseMilliseconds));
+        if (deadline.hasExpired() || m_process.state() == QProcess::NotRunning)
+            throw std::runtime_error("the agent does not answer: " + log().toStdString());
+    }
+    return m_process.readLine();
 }
 
 QByteArray AgentProcess::log()

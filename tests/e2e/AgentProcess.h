@@ -4,7 +4,9 @@
 #include "support/TemporaryDirectory.h"
 
 #include <QByteArray>
+#include <QMap>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -15,6 +17,7 @@ struct AgentPlace {
     std::uint16_t port = 9100; ///< where it listens; only the scripted agent can be told another one
     QString systemBus; ///< the address of the system bus; empty: as it is for the test
     QStringList arguments;
+    QMap<QString, QString> environment = {}; ///< what else, or else, stands in its environment
 };
 
 /// A port on which nobody listens now.
@@ -32,11 +35,18 @@ public:
     AgentProcess(const AgentProcess&) = delete;
     AgentProcess& operator=(const AgentProcess&) = delete;
 
+    /// What such an agent is started with.
+    [[nodiscard]] static QProcessEnvironment environment(const QString& home, const AgentPlace& place);
+
     [[nodiscard]] qint64 processId() const { return m_process.processId(); }
     /// Ends it without any warning (SIGKILL).
     void kill();
     /// Closes the reading end of its standard error.
     void closeLog() { m_process.closeReadChannel(QProcess::StandardError); }
+    /// Waits until it has ended by itself; its exit status. Throws std::runtime_error after a minute.
+    [[nodiscard]] int waitForEnd();
+    /// Writes a line to its standard input and returns the next one of its standard output.
+    [[nodiscard]] QByteArray ask(const QByteArray& line);
     /// Everything it has written to its standard error so far.
     [[nodiscard]] QByteArray log();
     /// Waits until `text` stands in the log at least `count` times. Throws std::runtime_error after a minute.
