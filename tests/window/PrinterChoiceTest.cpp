@@ -1,7 +1,10 @@
 #include "app/window/PrinterChoice.h"
 
 #include <QAbstractItemView>
+#include <QHelpEvent>
 #include <QTest>
+#include <QTextDocument>
+#include <QToolTip>
 #include <gtest/gtest.h>
 
 using namespace harrowmint;
@@ -162,9 +165,29 @@ TEST(PrinterChoice, ShowsWholeNamesInToolTips)
     PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
     const USBPrinter named{a.uri, QString(256, u'W')};
     choice.setPrinters(list({named}));
-    EXPECT_EQ(choice.itemData(1, Qt::ToolTipRole).toString(), named.name);
+    EXPECT_EQ(choice.itemData(1, Qt::ToolTipRole).toString(), toolTipText(named.name));
     const int before = PrinterChoice(placeholder, PrinterChoice::Missing::hide).sizeHint().width();
     EXPECT_EQ(choice.sizeHint().width(), before) << "a long name must not widen the window";
+}
+
+TEST(PrinterChoice, TakesNoNameHeardOverTheAirForMarkupInItsToolTips)
+{
+    const QString name = QStringLiteral("<img src=file:/dev/null> & <b>B</b>") + QString(40, u'W');
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setPrinters(list({USBPrinter{a.uri, name}}));
+    choice.setCurrentIndex(1);
+    choice.resize(120, 30);
+    choice.show();
+    QHelpEvent hover(QEvent::ToolTip, QPoint(5, 5), choice.mapToGlobal(QPoint(5, 5)));
+    QCoreApplication::sendEvent(&choice, &hover);
+    for (const QString& tip : {choice.itemData(1, Qt::ToolTipRole).toString(), QToolTip::text()}) {
+        EXPECT_TRUE(Qt::mightBeRichText(tip));
+        EXPECT_FALSE(tip.contains(QStringLiteral("<img"))) << tip.toStdString();
+        QTextDocument shown;
+        shown.setHtml(tip);
+        EXPECT_EQ(shown.toPlainText(), name);
+    }
+    QToolTip::hideText();
 }
 
 TEST(PrinterChoice, IsNotChangedByTheWheel)

@@ -77,7 +77,7 @@ void PrinterChoice::fill(std::vector<ListedPrinter> printers)
         removeItem(count() - 1);
     for (const ListedPrinter& each : m_printers) {
         addItem(displayText(each.title));
-        setItemData(count() - 1, each.title, Qt::ToolTipRole);
+        setItemData(count() - 1, toolTipText(each.title), Qt::ToolTipRole);
     }
     m_filling = false;
     showChosen();
