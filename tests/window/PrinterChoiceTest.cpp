@@ -144,6 +144,54 @@ TEST(PrinterChoice, ExchangesNoListUnderTheUsersPointer)
     EXPECT_EQ(items(choice), (QStringList{placeholder, b.name}));
 }
 
+TEST(PrinterChoice, FillsItselfWithTheListThatWaitedWhoeverClosesThePopup)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setPrinters(list({a}));
+    choice.show();
+    choice.showPopup();
+    choice.setPrinters(list({b}));
+    choice.view()->window()->close(); // as Qt does when a sheet opens
+    QCoreApplication::processEvents();
+    EXPECT_EQ(items(choice), (QStringList{placeholder, b.name}));
+}
+
+TEST(PrinterChoice, NeverGoesBackToAnOutdatedListNorUndoesAChoiceByIt)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setSaved(a);
+    choice.setPrinters(list({a}));
+    choice.show();
+    choice.showPopup();
+    choice.setPrinters(list({a, b}));
+    choice.setPrinters(list({a})); // outdated by the next
+    choice.view()->window()->close();
+    choice.setPrinters(list({a, b}));
+    QCoreApplication::processEvents();
+    choice.setCurrentIndex(2);
+    choice.showPopup();
+    choice.hidePopup();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(items(choice), (QStringList{placeholder, a.name, b.name}));
+    EXPECT_EQ(choice.chosen(), b);
+}
+
+TEST(PrinterChoice, AListThatWaitsGoesOnWaitingWhenThePopupIsOpenedAgainAtOnce)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setPrinters(list({a}));
+    choice.show();
+    choice.showPopup();
+    choice.setPrinters(list({b}));
+    choice.hidePopup();
+    choice.showPopup();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(items(choice), (QStringList{placeholder, a.name}));
+    choice.hidePopup();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(items(choice), (QStringList{placeholder, b.name}));
+}
+
 TEST(PrinterChoice, AChoiceMadeInAnOldListIsThePrinterThatTheUserSaw)
 {
     PrinterChoice choice(placeholder, PrinterChoice::Missing::list);

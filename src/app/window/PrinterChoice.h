@@ -25,14 +25,18 @@ public:
     /// What the settings hold now; it is chosen unless the user has chosen otherwise and not saved that yet. Call when
     /// settings were loaded or saved.
     void setSaved(const SavedPrinter& saved);
-    /// Empties the pop-up and fills it with the placeholder and `printers`.
+    /// Empties the pop-up and fills it with the placeholder and `printers`; while the user has it open, once it is
+    /// closed, unless a newer list has come by then.
     void setPrinters(const std::vector<ListedPrinter>& printers);
     /// The printer to save.
     [[nodiscard]] const SavedPrinter& chosen() const { return m_chosen; }
 
-    void hidePopup() override;
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    [[nodiscard]] bool isInUse() const;
+    void fillWithWaiting();
     void fill(std::vector<ListedPrinter> printers);
     void userChose(int index);
     void showChosen();
