@@ -107,6 +107,57 @@ TEST(PrinterChoice, FallsBackToTheSavedPrinterWhenAnUnsavedChoiceIsNotFoundAnyMo
     EXPECT_EQ(choice.currentIndex(), 1);
 }
 
+TEST(PrinterChoice, KeepsAnUnsavedChoiceWhileTheListIsMadeAnew)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setSaved(a);
+    choice.setPrinters(list({a, b}));
+    choice.setCurrentIndex(2);
+    choice.clearPrinters();
+    EXPECT_EQ(items(choice), QStringList{placeholder});
+    EXPECT_EQ(choice.chosen(), b);
+    choice.setPrinters(list({b, a}));
+    EXPECT_EQ(choice.chosen(), b);
+    EXPECT_EQ(choice.currentIndex(), 1);
+}
+
+TEST(PrinterChoice, FallsBackToTheSavedPrinterOnlyWhenTheNewListHasCome)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setSaved(a);
+    choice.setPrinters(list({a, b}));
+    choice.setCurrentIndex(2);
+    choice.clearPrinters();
+    EXPECT_EQ(choice.chosen(), b);
+    choice.setPrinters({});
+    EXPECT_EQ(choice.chosen(), a);
+}
+
+TEST(PrinterChoice, IsEmptiedOnceItIsClosedAndKeepsAnUnsavedChoice)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::hide);
+    choice.setPrinters(list({a, b}));
+    choice.setCurrentIndex(2);
+    choice.show();
+    choice.showPopup();
+    choice.clearPrinters();
+    EXPECT_EQ(choice.count(), 3);
+    choice.hidePopup();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(items(choice), QStringList{placeholder});
+    EXPECT_EQ(choice.chosen(), b);
+}
+
+TEST(PrinterChoice, ListsAnUnsavedChoiceWhileTheListIsMadeAnewWhereMissingPrintersAreListed)
+{
+    PrinterChoice choice(placeholder, PrinterChoice::Missing::list);
+    choice.setPrinters({{b, QStringLiteral("B (Bluetooth LE)")}});
+    choice.setCurrentIndex(1);
+    choice.clearPrinters();
+    EXPECT_EQ(items(choice), (QStringList{placeholder, QStringLiteral("B (Bluetooth LE)")}));
+    EXPECT_EQ(choice.chosen(), b);
+}
+
 TEST(PrinterChoice, ListsAnUnsavedChoiceThatWasNotFoundWhereMissingPrintersAreListed)
 {
     PrinterChoice choice(placeholder, PrinterChoice::Missing::list);

@@ -44,10 +44,20 @@ void PrinterChoice::setSaved(const SavedPrinter& saved)
 
 void PrinterChoice::setPrinters(const std::vector<ListedPrinter>& printers)
 {
+    exchange({.printers = printers});
+}
+
+void PrinterChoice::clearPrinters()
+{
+    exchange({.printers = {}, .isWhole = false});
+}
+
+void PrinterChoice::exchange(Contents contents)
+{
     if (isInUse())
-        m_waiting = printers;
+        m_waiting = std::move(contents);
     else
-        fill(printers);
+        fill(std::move(contents));
 }
 
 /// A list is not exchanged under the user's pointer, nor before the item that was chosen is told.
@@ -71,19 +81,12 @@ void PrinterChoice::fillWithWaiting()
         fill(*std::exchange(m_waiting, std::nullopt));
 }
 
-void PrinterChoice::fill(std::vector<ListedPrinter> printers)
+void PrinterChoice::fill(Contents contents)
 {
     m_waiting.reset(); // older than this one
-    m_printers = std::move(printers);
-    const auto isChosen = [this](const ListedPrinter& each) { return m_chosen && each.printer.uri == m_chosen->uri; };
-    if (m_isUnsaved && m_chosen && std::none_of(m_printers.begin(), m_printers.end(), isChosen)) {
-        if (m_missing == Missing::list) {
-            m_printers.push_back({*m_chosen, currentIndex() > placeholderIndex ? currentText() : m_chosen->name});
-        } else {
-            m_chosen = m_saved;
-            m_isUnsaved = false;
-        }
-    }
+    m_printers = std::move(contents.printers);
+    if (m_isUnsaved && m_chosen)
+        treatMissingChoice(contents.isWhole);
     m_filling = true;
     while (count() > placeholderIndex + 1)
         removeItem(count() - 1);
@@ -93,6 +96,20 @@ void PrinterChoice::fill(std::vector<ListedPrinter> printers)
     }
     m_filling = false;
     showChosen();
+}
+
+/// Of a choice that is not saved yet.
+void PrinterChoice::treatMissingChoice(bool isWhole)
+{
+    const auto isChosen = [this](const ListedPrinter& each) { return each.printer.uri == m_chosen->uri; };
+    if (std::any_of(m_printers.begin(), m_printers.end(), isChosen))
+        return;
+    if (m_missing == Missing::list) {
+        m_printers.push_back({*m_chosen, currentIndex() > placeholderIndex ? currentText() : m_chosen->name});
+    } else if (isWhole) {
+        m_chosen = m_saved;
+        m_isUnsaved = false;
+    }
 }
 
 void PrinterChoice::showChosen()

@@ -28,6 +28,9 @@ public:
     /// Empties the pop-up and fills it with the placeholder and `printers`; while the user has it open, once it is
     /// closed, unless a newer list has come by then.
     void setPrinters(const std::vector<ListedPrinter>& printers);
+    /// Empties the pop-up because its list is being made anew. What is chosen stays chosen: only the next `setPrinters`
+    /// tells whether it is missing. While the user has it open, it is emptied once it is closed.
+    void clearPrinters();
     /// The printer to save.
     [[nodiscard]] const SavedPrinter& chosen() const { return m_chosen; }
 
@@ -37,7 +40,15 @@ protected:
 private:
     [[nodiscard]] bool isInUse() const;
     void fillWithWaiting();
-    void fill(std::vector<ListedPrinter> printers);
+    /// What the pop-up is to show.
+    struct Contents {
+        std::vector<ListedPrinter> printers;
+        bool isWhole = true; ///< what it lacks is missing, and not just being looked for
+    };
+
+    void exchange(Contents contents);
+    void fill(Contents contents);
+    void treatMissingChoice(bool isWhole);
     void userChose(int index);
     void showChosen();
 
@@ -47,7 +58,7 @@ private:
     bool m_isUnsaved = false; ///< `m_chosen` is a choice of the user
     bool m_filling = false;
     std::vector<ListedPrinter> m_printers;
-    std::optional<std::vector<ListedPrinter>> m_waiting; ///< until the list is closed
+    std::optional<Contents> m_waiting; ///< until the list is closed
     QTimer m_afterClosing;
 };
 
