@@ -49,6 +49,7 @@ public:
     [[nodiscard]] SettingsWindow& window() { return m_window; }
 
 private:
+    void clearUSBPrinters() override { m_window.clearUSBPrinters(); }
     void showUSBPrinters(const std::vector<ListedPrinter>& printers) override { m_window.showUSBPrinters(printers); }
     void showReceiptPrinters(const std::vector<ListedPrinter>& printers) override
     {
