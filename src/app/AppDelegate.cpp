@@ -183,7 +183,7 @@ void AppDelegate::refreshAfterWake()
             disconnect();
         main.async([weak] {
             if (const auto self = weak.lock())
-                (*self)->m_window->refreshDevices();
+                (*self)->m_window->refreshAfterWake();
         });
     });
 }

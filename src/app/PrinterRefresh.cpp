@@ -34,12 +34,18 @@ void LimitedDiscovery::start(
 
 void LimitedDiscovery::end(std::optional<std::vector<USBPrinter>> printers)
 {
+    const auto ended = std::exchange(m_ended, {});
+    abandon();
+    if (ended)
+        ended(std::move(printers));
+}
+
+void LimitedDiscovery::abandon()
+{
     m_running = false;
     m_limit.cancel();
     m_current.reset();
-    const auto ended = std::exchange(m_ended, {});
-    if (ended)
-        ended(std::move(printers));
+    m_ended = {};
 }
 
 PrinterRefresh::PrinterRefresh(SerialQueue& main, PrinterDiscovery discovery, SavedSettings& settings,
@@ -71,6 +77,15 @@ void PrinterRefresh::refreshDevices()
     m_view.clearUSBPrinters();
     m_usb.start(usbLimit, m_discovery.usb, [this](const auto& printers) { usbEnded(printers); });
     m_view.showRefreshing(refreshing());
+}
+
+void PrinterRefresh::restartDevices()
+{
+    if (m_busy())
+        return;
+    for (LimitedDiscovery* discovery : {&m_usb, &m_pairedSerial, &m_receiptsBLE, &m_labels})
+        discovery->abandon();
+    refreshDevices();
 }
 
 void PrinterRefresh::usbEnded(const std::optional<std::vector<USBPrinter>>& printers)

@@ -55,6 +55,8 @@ public:
     /// later is dropped. Not while one runs.
     void start(
         SerialQueue::Duration limit, const PrinterDiscovery::Discover& discover, PrinterDiscovery::Completion ended);
+    /// Gives up the one that runs, if any: `ended` is not called, and what comes later is dropped.
+    void abandon();
 
 private:
     void end(std::optional<std::vector<USBPrinter>> printers);
@@ -80,6 +82,9 @@ public:
 
     /// Lists the USB printers anew, and then the Bluetooth ones. Does nothing while a job or another listing runs.
     void refreshDevices();
+    /// As `refreshDevices`, but gives up the listings that run and starts them again: for after a wake, which may have
+    /// ended them without a word. Does nothing while a job runs.
+    void restartDevices();
     /// Lists the Bluetooth receipt and label printers anew. Does nothing while a job runs, and never starts a discovery
     /// of a kind that runs already. The saved label printer's current name is saved.
     void refreshLabels();

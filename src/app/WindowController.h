@@ -44,6 +44,8 @@ public:
     void printTest();
     /// Lists the printers anew: USB, then Bluetooth.
     void refreshDevices() { m_refresh.refreshDevices(); }
+    /// The same after a wake, in place of what is being listed.
+    void refreshAfterWake() { m_refresh.restartDevices(); }
     /// After any save: shows what has changed.
     void showSaved() { m_window.showSaved(m_settings.value()); }
     [[nodiscard]] SettingsWindow& window() { return m_window; }

@@ -1,5 +1,7 @@
 #include "app/DelegateFixture.h"
 
+#include <QComboBox>
+
 using namespace harrowmint;
 using namespace harrowmint::test;
 
@@ -251,6 +253,35 @@ TEST_F(LifecycleTest, AWakeLetsBluetoothGoOffTheMainQueueAndThenRefreshesTheList
         return listings.size() == 2;
     });
     EXPECT_FALSE(disconnectedOnMain.get_future().get());
+}
+
+TEST_F(LifecycleTest, AWakeScansAgainWhereItHasEndedAScanWithoutAWord)
+{
+    saveSettings();
+    std::function<void()> woke;
+    SerialQueue* worker = nullptr;
+    std::vector<PrinterDiscovery::Completion> scans;
+    configure = [&](AgentConfiguration& configuration) {
+        configuration.observeWake = [&](std::function<void()> callback) {
+            woke = std::move(callback);
+            return std::make_shared<int>();
+        };
+        configuration.discovery = [&](SerialQueue&, SerialQueue& queue) {
+            worker = &queue;
+            PrinterDiscovery discovery;
+            discovery.labels = [&](const auto&, auto completion) { scans.push_back(std::move(completion)); };
+            return discovery;
+        };
+    };
+    launch();
+    ASSERT_EQ(scans.size(), 1u);
+    woke();
+    bool isOver = false;
+    worker->async([&] { main.async([&] { isOver = true; }); });
+    runUntil([&] { return isOver; });
+    ASSERT_EQ(scans.size(), 2u);
+    scans[1]({{USBPrinter{delegate->settings().labelPrinterURI.value(), QStringLiteral("Label 4B")}}});
+    EXPECT_EQ(find<QComboBox>("labelPrinter").currentText(), QStringLiteral("Label 4B"));
 }
 
 TEST_F(LifecycleTest, AWakeDuringAJobWaitsForTheJobOnTheWorker)
