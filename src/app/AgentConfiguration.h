@@ -37,14 +37,16 @@ struct AgentConfiguration {
     /// Gets each change of the status line and of the activity line; content-free sentences, meant for a log.
     std::function<void(const QString&)> log = {};
 
-    /// Makes the discovery of printers. What blocks runs on `worker`, after the jobs before it.
-    std::function<PrinterDiscovery(SerialQueue& main, SerialQueue& worker)> discovery = {};
+    /// Makes the discovery of printers. What blocks runs on `listing`, where no job waits for it.
+    std::function<PrinterDiscovery(SerialQueue& main, SerialQueue& listing)> discovery = {};
     /// Lets go of the Bluetooth LE printers that no job uses; called on the worker queue.
     std::function<void()> disconnectBluetooth = {};
 
     /// Makes the icon in the menu bar or tray; it lives as long as what is returned.
     std::function<std::shared_ptr<void>(const StatusItemActions&)> statusItem = {};
     std::function<QIcon()> applicationIcon = {};
+    /// Brings the agent before other programs, each time before its window is shown to the user.
+    std::function<void()> activate = {};
     /// Calls `woke` on the main queue after each wake of the computer, as long as what is returned lives.
     std::function<std::shared_ptr<void>(std::function<void()> woke)> observeWake = {};
     /// Keeps the system awake during a job.

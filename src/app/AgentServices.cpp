@@ -32,20 +32,21 @@ void addTransports(AgentConfiguration& configuration, const QString& usbProgram)
 }
 
 PrinterDiscovery discoveryOf(
-    BluetoothTransports& bluetooth, const QString& usbProgram, SerialQueue& main, SerialQueue& worker)
+    BluetoothTransports& bluetooth, const QString& usbProgram, SerialQueue& main, SerialQueue& listing)
 {
     return {
-        .usb = discoverOn(worker, main, [usbProgram] { return USBBackend::discover(usbProgram, {}, logLine); }),
+        .usb = discoverOn(listing, main, [usbProgram] { return USBBackend::discover(usbProgram, {}, logLine); }),
         .pairedSerial =
-            [&bluetooth](const PrinterDiscovery::Completion& completion) {
-                bluetooth.serialReceipts().discover(completion);
-            },
+            [&bluetooth](
+                const PrinterDiscovery::Completion& completion) { bluetooth.serialReceipts().discover(completion); },
         .receiptsBLE =
-            [&bluetooth, &main](const std::optional<QString>& selected, const PrinterDiscovery::Completion& completion) {
+            [&bluetooth, &main](
+                const std::optional<QString>& selected, const PrinterDiscovery::Completion& completion) {
                 bluetooth.receipts().discover(selected, completingOn(main, completion));
             },
         .labels =
-            [&bluetooth, &main](const std::optional<QString>& selected, const PrinterDiscovery::Completion& completion) {
+            [&bluetooth, &main](
+                const std::optional<QString>& selected, const PrinterDiscovery::Completion& completion) {
                 bluetooth.labels().discover(selected, completingOn(main, completion));
             },
     };
@@ -60,10 +61,8 @@ void addPrinters(
     addTransports(configuration, usbProgram);
     // The configuration holds the transports longer than anything that it gives.
     configuration.disconnectBluetooth = [bluetooth = configuration.bluetooth.get()] { bluetooth->disconnect(); };
-    configuration.discovery = [bluetooth = configuration.bluetooth.get(), usbProgram](
-                                  SerialQueue& queue, SerialQueue& worker) {
-        return discoveryOf(*bluetooth, usbProgram, queue, worker);
-    };
+    configuration.discovery = [bluetooth = configuration.bluetooth.get(), usbProgram](SerialQueue& queue,
+                                  SerialQueue& listing) { return discoveryOf(*bluetooth, usbProgram, queue, listing); };
 }
 
 void addDesktop(AgentConfiguration& configuration, SerialQueue& main)

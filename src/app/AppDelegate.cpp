@@ -5,7 +5,7 @@
 #include "server/Authorize.h"
 
 #include <QApplication>
-#include <cstdlib>
+#include <future>
 #include <variant>
 
 namespace harrowmint {
@@ -13,6 +13,7 @@ namespace harrowmint {
 namespace {
 
 const auto workerLabel = QStringLiteral("com.harrowmint.printer.usb");
+const auto listingLabel = QStringLiteral("com.harrowmint.printer.listing");
 const auto testOrigin = QStringLiteral("native-test");
 const auto startingText = QStringLiteral("Starting");
 const auto settingsUnreadableText =
@@ -47,6 +48,7 @@ AppDelegate::AppDelegate(SerialQueue& main, AgentConfiguration configuration, Fi
     , m_settings(m_configuration.directory, files)
     , m_activityText(startingText)
     , m_worker(workerLabel)
+    , m_listing(listingLabel)
     , m_runner(m_worker, m_configuration.transports, m_configuration.activity.get())
     , m_server(main, m_configuration.port)
     , m_shutdown(main, *this)
@@ -118,7 +120,7 @@ void AppDelegate::buildWindow()
 {
     const auto& discovery = m_configuration.discovery;
     m_window.emplace(
-        m_main, m_settings, discovery ? discovery(m_main, m_worker) : PrinterDiscovery(), windowServices());
+        m_main, m_settings, discovery ? discovery(m_main, m_listing) : PrinterDiscovery(), windowServices());
     m_window->window().showActivity(m_activityText);
     m_quitRequests.emplace([this] {
         if (applicationShouldTerminate())
@@ -140,6 +142,7 @@ WindowServices AppDelegate::windowServices()
         .disconnectStores = [this] { m_pairing->disconnectStores(); },
         .quit = [this] { quit(); },
         .showActivity = [this](const QString& text) { showActivity(text); },
+        .activate = m_configuration.activate,
     };
 }
 
@@ -234,10 +237,19 @@ void AppDelegate::end()
 {
     if (m_configuration.terminate)
         m_configuration.terminate();
-    else if (busy())
-        std::_Exit(EXIT_SUCCESS); // a job that hangs would hang the end of its queue as well
     else
         QCoreApplication::exit();
+}
+
+bool AppDelegate::isIdle()
+{
+    constexpr std::chrono::milliseconds patience{25};
+    const auto isFree = [patience](SerialQueue& queue) {
+        const auto turn = std::make_shared<std::promise<void>>();
+        queue.async([turn] { turn->set_value(); });
+        return turn->get_future().wait_for(patience) == std::future_status::ready;
+    };
+    return isFree(m_worker) && isFree(m_listing);
 }
 
 void AppDelegate::printTest(const PrinterSettings& settings, const JobDispatch::Answer& answer)

@@ -40,6 +40,8 @@ public:
     void quit();
     /// The system's wish (a signal, the end of the session), which is never refused: see Shutdown.
     void endSession() { m_shutdown.request(); }
+    /// Whether nothing that blocks is under way, whose end the destructor would wait for. Takes 50 ms at most.
+    [[nodiscard]] bool isIdle();
     /// Activates the agent and brings the settings window to the front.
     void showWindow();
 
@@ -94,6 +96,7 @@ private:
     std::unique_ptr<PrintGuard> m_guardStore;
     std::unique_ptr<PrintGuard> m_labelGuardStore;
     WorkerQueue m_worker;
+    WorkerQueue m_listing; ///< lists printers, so that no job waits for that
     WorkerJobRunner m_runner;
     std::optional<JobDispatch> m_dispatch;
     PrinterServer m_server;

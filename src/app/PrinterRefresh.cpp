@@ -68,7 +68,7 @@ void PrinterRefresh::refreshDevices()
         refreshLabels();
         return;
     }
-    m_view.showUSBPrinters({});
+    m_view.clearUSBPrinters();
     m_usb.start(usbLimit, m_discovery.usb, [this](const auto& printers) { usbEnded(printers); });
     m_view.showRefreshing(refreshing());
 }

@@ -30,6 +30,8 @@ public:
     PrinterListsView& operator=(const PrinterListsView&) = delete;
     virtual ~PrinterListsView() = default;
 
+    /// The USB list is being made anew; what the user has chosen of it is judged by the list that comes.
+    virtual void clearUSBPrinters() = 0;
     virtual void showUSBPrinters(const std::vector<ListedPrinter>& printers) = 0;
     virtual void showReceiptPrinters(const std::vector<ListedPrinter>& printers) = 0;
     virtual void showLabelPrinters(const std::vector<ListedPrinter>& printers) = 0;

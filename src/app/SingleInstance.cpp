@@ -23,7 +23,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const QByteArray request = QByteArrayLiteral("show\n");
+const QByteArray showRequest = QByteArrayLiteral("show\n");
+const QByteArray hereRequest = QByteArrayLiteral("here\n");
 const QByteArray answer = QByteArrayLiteral("shown\n");
 
 constexpr mode_t directoryMode = 0700;
@@ -32,7 +33,7 @@ constexpr mode_t fileMode = 0600;
 constexpr int nameBytes = 12;
 constexpr int backlog = 8;
 constexpr std::size_t maximumVisitors = 8;
-/// Between two looks for the socket of an agent that has just begun.
+/// Between two looks for the socket of an agent that has just begun, or for the lock of one that ends.
 constexpr std::chrono::milliseconds lookPause{20};
 /// While the process has no descriptor to spare.
 constexpr std::chrono::seconds acceptPause{1};
@@ -139,13 +140,21 @@ SingleInstance::~SingleInstance()
         ::unlink(QFile::encodeName(socketPath()).constData());
 }
 
-SingleInstance::Outcome SingleInstance::start()
+SingleInstance::Outcome SingleInstance::start(Wish wish)
 {
     if (!prepareDirectory())
         return Outcome::Alone;
-    if (lock())
-        return listen() ? Outcome::First : Outcome::Alone;
-    return askToShow() ? Outcome::Shown : Outcome::Alone;
+    // The agent may have the lock but not yet its socket, be asked by too many, or be ending.
+    const Clock::time_point deadline = Clock::now() + answerTime;
+    while (!lock()) {
+        const Answer answered = ask(wish, deadline);
+        if (answered == Answer::Yes)
+            return Outcome::Shown;
+        if (answered == Answer::Foreign || Clock::now() >= deadline)
+            return Outcome::Alone;
+        std::this_thread::sleep_for(lookPause);
+    }
+    return listen() ? Outcome::First : Outcome::Alone;
 }
 
 /// A directory that is there must be this user's own: somebody else could have made one in the temporary directory.
@@ -185,24 +194,19 @@ bool SingleInstance::listen()
     return true;
 }
 
-bool SingleInstance::askToShow() const
+SingleInstance::Answer SingleInstance::ask(Wish wish, Clock::time_point deadline) const
 {
     sockaddr_un address{};
     if (!setPath(address, QFile::encodeName(socketPath())))
-        return false;
-    const Clock::time_point deadline = Clock::now() + answerTime;
-    for (;;) {
-        const FileDescriptor socket = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
-        if (!socket.isOpen())
-            return false;
-        if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-            return peerUser(socket.get()) == m_place.user && send(socket.get(), request)
-                && receives(socket.get(), answer, deadline);
-        // The agent has the lock, but not yet its socket; or too many are asking.
-        if (Clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(lookPause);
-    }
+        return Answer::Foreign;
+    const FileDescriptor socket = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
+    if (!socket.isOpen() || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return Answer::None;
+    if (peerUser(socket.get()) != m_place.user)
+        return Answer::Foreign;
+    const bool answered = send(socket.get(), wish == Wish::ShowWindow ? showRequest : hereRequest)
+        && receives(socket.get(), answer, deadline);
+    return answered ? Answer::Yes : Answer::None;
 }
 
 void SingleInstance::serve(SerialQueue& main, std::function<void()> show)
@@ -244,13 +248,15 @@ void SingleInstance::read(int number)
         return;
     if (count > 0)
         visitor->request.append(bytes, count);
-    const bool complete = visitor->request == request;
-    if (count > 0 && !complete && request.startsWith(visitor->request))
+    const bool asksToShow = visitor->request == showRequest;
+    const bool complete = asksToShow || visitor->request == hereRequest;
+    const bool mayComplete = showRequest.startsWith(visitor->request) || hereRequest.startsWith(visitor->request);
+    if (count > 0 && !complete && mayComplete)
         return;
     if (complete)
         send(visitor->socket.get(), answer);
     dismiss(number);
-    if (complete)
+    if (asksToShow)
         m_show();
 }
 

@@ -22,11 +22,17 @@ public:
     /// What a start has found.
     enum class Outcome {
         First, ///< nobody else: this process answers later starts once it serves
-        Shown, ///< the running agent shows its window; this process has nothing left to do
+        Shown, ///< there is one, which has been told the wish; this process has nothing left to do
         Alone, ///< there may be another agent, but none that answers: start as usual, without answering later starts
     };
 
-    /// How long a running agent may take to answer.
+    /// What a start wants of a running agent.
+    enum class Wish {
+        ShowWindow, ///< the user has started the program again
+        Nothing, ///< a start in the background: it is enough that there is one
+    };
+
+    /// How long a running agent may take to answer, or an ending one to end.
     static constexpr std::chrono::milliseconds answerTime{1'000};
 
     /// Where the processes meet; the defaults are the agent's.
@@ -45,10 +51,10 @@ public:
     SingleInstance(const SingleInstance&) = delete;
     SingleInstance& operator=(const SingleInstance&) = delete;
 
-    /// Looks for a running agent, and takes its place when there is none; what a dead one left behind is replaced. Call
-    /// once; needs no application object. Blocks for `answerTime` at most, and never throws: where no socket can be
-    /// made the outcome is `Alone`.
-    [[nodiscard]] Outcome start();
+    /// Looks for a running agent, and takes its place when there is none, or when it ends meanwhile; what a dead one
+    /// left behind is replaced. Call once; needs no application object. Blocks for `answerTime` at most, and never
+    /// throws: where no socket can be made the outcome is `Alone`.
+    [[nodiscard]] Outcome start(Wish wish = Wish::ShowWindow);
     /// From now on each later start calls `show`, on this thread's Qt event loop. Only after `First`. Starts that came
     /// earlier are answered now.
     void serve(SerialQueue& main, std::function<void()> show);
@@ -72,7 +78,8 @@ private:
     [[nodiscard]] bool prepareDirectory() const;
     [[nodiscard]] bool lock();
     [[nodiscard]] bool listen();
-    [[nodiscard]] bool askToShow() const;
+    enum class Answer { None, Yes, Foreign };
+    [[nodiscard]] Answer ask(Wish wish, std::chrono::steady_clock::time_point deadline) const;
     void accept();
     void read(int number);
     void dismiss(int number);

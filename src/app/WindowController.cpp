@@ -37,6 +37,8 @@ WindowController::~WindowController() = default;
 
 void WindowController::bringToFront()
 {
+    if (m_services.activate)
+        m_services.activate();
     m_window.bringToFront();
 }
 
@@ -48,7 +50,7 @@ std::unique_ptr<OpenSheet> WindowController::showSheet(const SheetText& text, Co
 void WindowController::showError(const QString& text)
 {
     if (!m_window.isVisible())
-        m_window.bringToFront(); // or nobody would see it
+        bringToFront(); // or nobody would see it
     m_error.reset();
     m_error = showSheet({.message = text, .informative = {}, .buttons = {QStringLiteral("OK")}},
         [this](SheetResponse) { m_error.reset(); });

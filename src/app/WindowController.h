@@ -22,6 +22,7 @@ struct WindowServices {
     std::function<void()> disconnectStores;
     std::function<void()> quit;
     std::function<void(const QString&)> showActivity; ///< puts a text on the activity line, and in the log
+    std::function<void()> activate; ///< brings the agent before other programs; may be missing
 };
 
 /// The settings window and what its buttons do. Lives on the main queue; owned by the delegate. Everything passed in
@@ -48,6 +49,7 @@ public:
     [[nodiscard]] SettingsWindow& window() { return m_window; }
 
 private:
+    void clearUSBPrinters() override { m_window.clearUSBPrinters(); }
     void showUSBPrinters(const std::vector<ListedPrinter>& printers) override { m_window.showUSBPrinters(printers); }
     void showReceiptPrinters(const std::vector<ListedPrinter>& printers) override
     {

@@ -247,6 +247,23 @@ TEST_F(LaunchTest, SetsTheApplicationsIcon)
     QApplication::setWindowIcon(QIcon());
 }
 
+TEST_F(LaunchTest, BringsTheAgentBeforeOtherProgramsEachTimeItsWindowIsShown)
+{
+    saveSettings();
+    int activations = 0;
+    configure = [&](AgentConfiguration& configuration) {
+        configuration.background = true;
+        configuration.activate = [&] {
+            EXPECT_FALSE(isShown());
+            ++activations;
+        };
+    };
+    launch();
+    EXPECT_EQ(activations, 0);
+    delegate->applicationShouldHandleReopen();
+    EXPECT_EQ(activations, 1);
+}
+
 TEST_F(LaunchTest, ShowsTheWindowAgainWhenTheProgramIsStartedAgain)
 {
     saveSettings();

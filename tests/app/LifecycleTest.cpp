@@ -224,25 +224,23 @@ TEST_F(LifecycleTest, TheStoresAreForgottenByTheRealSheet)
     EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("invoice-10.json"))).status, 428);
 }
 
-TEST_F(LifecycleTest, AWakeLetsBluetoothGoOnTheWorkerAndThenRefreshesTheLists)
+TEST_F(LifecycleTest, AWakeLetsBluetoothGoOffTheMainQueueAndThenRefreshesTheLists)
 {
     saveSettings();
     std::function<void()> woke;
-    SerialQueue* worker = nullptr;
     std::vector<PrinterDiscovery::Completion> listings;
-    std::promise<bool> disconnectedOnWorker;
+    std::promise<bool> disconnectedOnMain;
     configure = [&](AgentConfiguration& configuration) {
         configuration.observeWake = [&](std::function<void()> callback) {
             woke = std::move(callback);
             return std::make_shared<int>();
         };
-        configuration.discovery = [&](SerialQueue&, SerialQueue& queue) {
-            worker = &queue;
+        configuration.discovery = [&](SerialQueue&, SerialQueue&) {
             PrinterDiscovery discovery;
             discovery.usb = [&](auto completion) { listings.push_back(std::move(completion)); };
             return discovery;
         };
-        configuration.disconnectBluetooth = [&] { disconnectedOnWorker.set_value(worker->isCurrent()); };
+        configuration.disconnectBluetooth = [&] { disconnectedOnMain.set_value(main.isCurrent()); };
     };
     launch();
     ASSERT_EQ(listings.size(), 1u);
@@ -252,7 +250,7 @@ TEST_F(LifecycleTest, AWakeLetsBluetoothGoOnTheWorkerAndThenRefreshesTheLists)
         main.async([] {});
         return listings.size() == 2;
     });
-    EXPECT_TRUE(disconnectedOnWorker.get_future().get());
+    EXPECT_FALSE(disconnectedOnMain.get_future().get());
 }
 
 TEST_F(LifecycleTest, AWakeDuringAJobWaitsForTheJobOnTheWorker)

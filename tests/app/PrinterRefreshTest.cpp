@@ -23,12 +23,23 @@ const auto failedText = QStringLiteral("USB discovery failed. Check the printer 
 
 class RecordedView final : public PrinterListsView {
 public:
-    void showUSBPrinters(const std::vector<ListedPrinter>& printers) override { usb = titles(printers); }
+    void clearUSBPrinters() override
+    {
+        usb.clear();
+        ++usbCleared;
+    }
+    void showUSBPrinters(const std::vector<ListedPrinter>& printers) override
+    {
+        usb = titles(printers);
+        ++usbShown;
+    }
     void showReceiptPrinters(const std::vector<ListedPrinter>& printers) override { receipts = titles(printers); }
     void showLabelPrinters(const std::vector<ListedPrinter>& printers) override { labels = titles(printers); }
     void showRefreshing(const Refreshing& state) override { refreshing = state; }
     void showActivity(const QString& text) override { activities.append(text); }
 
+    int usbCleared = 0;
+    int usbShown = 0;
     QStringList usb{QStringLiteral("untouched")};
     QStringList receipts{QStringLiteral("untouched")};
     QStringList labels{QStringLiteral("untouched")};
@@ -115,6 +126,8 @@ TEST_F(PrinterRefreshTest, EmptiesTheUsbListAndFillsItWithWhatIsFound)
 {
     refresh->refreshDevices();
     EXPECT_EQ(view.usb, Titles());
+    EXPECT_EQ(view.usbCleared, 1);
+    EXPECT_EQ(view.usbShown, 0) << "an empty list would say that no printer is there";
     EXPECT_EQ(view.refreshing, (Refreshing{.devices = true}));
     discovery.usb.at(0)({{usbPrinter, usbPrinter}});
     EXPECT_EQ(view.usb, (Titles{usbPrinter.name, usbPrinter.name}));
@@ -148,6 +161,7 @@ TEST_F(PrinterRefreshTest, SaysThatUsbDiscoveryFailedAndGoesOnWithBluetooth)
     discovery.usb.at(0)({});
     EXPECT_EQ(view.activities, QStringList{failedText});
     EXPECT_EQ(view.usb, Titles());
+    EXPECT_EQ(view.usbShown, 0) << "nothing is known of what is there";
     EXPECT_EQ(discovery.labels.size(), 1u);
 }
 

@@ -27,9 +27,10 @@ class SingleInstances : public ::testing::Test {
 protected:
     SingleInstance::Place place() const { return {m_parent.path(), SingleInstance::currentUser()}; }
     /// A start in another thread, while this one's events go on.
-    Outcome startBeside(const SingleInstance::Place& where, const QString& data = dataDirectory)
+    Outcome startBeside(const SingleInstance::Place& where, const QString& data = dataDirectory,
+        SingleInstance::Wish wish = SingleInstance::Wish::ShowWindow)
     {
-        auto outcome = std::async(std::launch::async, [&] { return SingleInstance(data, where).start(); });
+        auto outcome = std::async(std::launch::async, [&] { return SingleInstance(data, where).start(wish); });
         QTimer poll; // the loop must not sleep while the other thread ends
         poll.start(2);
         runEventsUntil([&] { return outcome.wait_for(0s) == std::future_status::ready; });
@@ -106,6 +107,29 @@ TEST_F(SingleInstances, AnswerAStartThatCameBeforeTheAgentWasReady)
     agent.serve(m_queue, [this] { ++m_shows; });
     runEventsUntil([&] { return m_shows == 1; });
     EXPECT_EQ(outcome.get(), Outcome::Shown);
+}
+
+TEST_F(SingleInstances, LeaveTheRunningAgentsWindowAloneForAStartInTheBackground)
+{
+    SingleInstance agent(dataDirectory, place());
+    serve(agent);
+    EXPECT_EQ(startBeside(place(), dataDirectory, SingleInstance::Wish::Nothing), Outcome::Shown);
+    EXPECT_EQ(startBeside(place()), Outcome::Shown);
+    runEventsUntil([&] { return m_shows > 0; });
+    EXPECT_EQ(m_shows, 1);
+}
+
+TEST_F(SingleInstances, TakeThePlaceOfAnAgentThatIsEnding)
+{
+    auto ending = std::make_unique<SingleInstance>(dataDirectory, place());
+    ASSERT_EQ(ending->start(), Outcome::First); // and answers nobody any more
+    auto outcome = std::async(std::launch::async, [&] {
+        SingleInstance next(dataDirectory, place());
+        return next.start();
+    });
+    ASSERT_EQ(outcome.wait_for(100ms), std::future_status::timeout);
+    ending.reset();
+    EXPECT_EQ(outcome.get(), Outcome::First);
 }
 
 TEST_F(SingleInstances, ServeEachDataDirectoryOnItsOwn)

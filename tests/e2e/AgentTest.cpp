@@ -60,8 +60,10 @@ protected:
         ASSERT_EQ(file.write(bytes), bytes.size());
     }
 
-    static void installBackend(const QByteArray& script)
+    /// `script` prints; asked for printers, it has none.
+    static void installBackend(QByteArray script)
     {
+        script.replace("#!/bin/sh\n", "#!/bin/sh\n[ $# -gt 0 ] || exit 0\n");
         QFile::remove(backend); // a shell that runs the one before goes on with its own file
         write(backend, script);
         ASSERT_EQ(::chmod(QFile::encodeName(backend).constData(), 0755), 0);

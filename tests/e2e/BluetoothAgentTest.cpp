@@ -1,6 +1,7 @@
 // The agent as it is installed, on a system bus with a simulated bluetoothd.
 #include "e2e/BluetoothRig.h"
 
+#include <QDeadlineTimer>
 #include <QThread>
 #include <functional>
 #include <gtest/gtest.h>
@@ -194,12 +195,24 @@ INSTANTIATE_TEST_SUITE_P(Each, BluetoothAgentFaultOnTheWay,
         ::testing::Values(Way::ReceiptLE, Way::Label, Way::ReceiptSerial), ::testing::ValuesIn(faultsOnTheWay)),
     nameOfFault);
 
-TEST_F(BluetoothAgent, AsksNothingOfTheBusBeforeAPrinterIsNeeded)
+TEST_F(BluetoothAgent, ServesThePageBeforeTheBusHasAnswered)
+{
+    m_rig.publish();
+    m_rig.bus.freeze(true);
+    m_rig.startAgent(Way::ReceiptLE);
+    EXPECT_EQ(m_rig.health().status, 200);
+    m_rig.bus.freeze(false);
+}
+
+TEST_F(BluetoothAgent, LooksForReceiptAndLabelPrintersWhenItStarts)
 {
     m_rig.publish();
     m_rig.startAgent(Way::ReceiptLE);
-    EXPECT_EQ(m_rig.health().status, 200);
-    EXPECT_EQ(m_rig.bluez.calls(), QStringList());
+    const QString scan = QStringLiteral("StartDiscovery ") + BluetoothRig::adapter;
+    const QDeadlineTimer deadline(std::chrono::minutes(1));
+    while (m_rig.bluez.calls().count(scan) < 2 && !deadline.hasExpired())
+        QThread::msleep(10);
+    EXPECT_EQ(m_rig.bluez.calls().count(scan), 2) << "one for each kind, as separate clients";
 }
 
 TEST_F(BluetoothAgent, AnswersThePageWhileTheBusIsMute)

@@ -236,6 +236,17 @@ TEST_F(AlertSheetTest, AnswersOnceWhenItsHandleDiesOfTheAnswer)
     EXPECT_EQ(responses, Responses{SheetResponse::first});
 }
 
+TEST_F(AlertSheetTest, TakesNoTextForMarkup)
+{
+    const QString foreign = QStringLiteral("<img src=file:/dev/null>");
+    open({.message = foreign, .informative = foreign, .buttons = {QStringLiteral("OK")}});
+    for (const char* name : {"message", "informative"}) {
+        const auto* const label = sheet->findChild<QLabel*>(QString::fromLatin1(name));
+        EXPECT_EQ(label->textFormat(), Qt::PlainText);
+        EXPECT_EQ(label->text(), foreign);
+    }
+}
+
 TEST_F(AlertSheetTest, SurvivesThatItsWindowGoesFirst)
 {
     auto window = std::make_unique<QWidget>();

@@ -1,6 +1,7 @@
 #include "window/SettingsWindowFixture.h"
 
 #include <QTest>
+#include <QTextDocument>
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -120,6 +121,31 @@ TEST_F(SettingsWindowLookTest, FollowsTheDesktopFromLightToDark)
     for (const auto* label : window.findChildren<QLabel*>())
         EXPECT_GT(label->palette().color(QPalette::WindowText).lightness(), 128) << label->text().toStdString();
     QApplication::setPalette(before);
+}
+
+TEST_F(SettingsWindowLookTest, ShowsTextsOfOthersAsTheyStand)
+{
+    const QString foreign = QStringLiteral("<img src=file:/dev/null><b>x</b>");
+    PrinterSettings settings = fullSettings();
+    settings.origins = {QStringLiteral("https://") + foreign};
+    window.showSettings(settings);
+    window.showActivity(foreign);
+    window.showStatus(foreign, false);
+    for (const auto* label : window.findChildren<QLabel*>())
+        EXPECT_EQ(label->textFormat(), Qt::PlainText) << label->text().toStdString();
+    QTextDocument tip;
+    tip.setHtml(find<QLabel>("stores").toolTip());
+    EXPECT_EQ(tip.toPlainText(), settings.origins.first());
+}
+
+TEST(WindowTexts, KeepTheirLinesAndMarksInAToolTip)
+{
+    const QString text = QStringLiteral("<a href=\"x\">&amp;</a>\nsecond line");
+    QTextDocument shown;
+    shown.setHtml(toolTipText(text));
+    EXPECT_EQ(shown.toPlainText(), text);
+    EXPECT_TRUE(Qt::mightBeRichText(toolTipText(QStringLiteral("plain"))));
+    EXPECT_TRUE(toolTipText(QString()).isEmpty());
 }
 
 TEST(WindowTexts, AreUntouchedFromLeftToRight)

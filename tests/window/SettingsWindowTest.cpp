@@ -259,7 +259,8 @@ TEST_F(SettingsWindowTest, ShowsTheApprovedStores)
     EXPECT_TRUE(button("disconnectButton").isEnabled());
     window.showSaved(fullSettings());
     EXPECT_EQ(find<QLabel>("stores").text(), QStringLiteral("2 approved stores: shop.example.com, till.example.com"));
-    EXPECT_EQ(find<QLabel>("stores").toolTip(), QStringLiteral("https://shop.example.com\nhttps://till.example.com"));
+    EXPECT_EQ(find<QLabel>("stores").toolTip(),
+        toolTipText(QStringLiteral("https://shop.example.com\nhttps://till.example.com")));
 }
 
 TEST_F(SettingsWindowTest, AStoreThatIsApprovedMeanwhileLeavesTheFormAsItIs)

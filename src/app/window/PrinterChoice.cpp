@@ -1,6 +1,7 @@
 #include "app/window/PrinterChoice.h"
 
 #include <QAbstractItemView>
+#include <QEvent>
 #include <algorithm>
 #include <utility>
 
@@ -24,10 +25,8 @@ PrinterChoice::PrinterChoice(const QString& placeholder, Missing missing, QWidge
     view()->setTextElideMode(Qt::ElideRight);
     connect(this, &QComboBox::currentIndexChanged, this, [this](int index) { userChose(index); });
     m_afterClosing.setSingleShot(true);
-    connect(&m_afterClosing, &QTimer::timeout, this, [this] {
-        if (m_waiting)
-            fill(*std::exchange(m_waiting, std::nullopt));
-    });
+    connect(&m_afterClosing, &QTimer::timeout, this, [this] { fillWithWaiting(); });
+    view()->window()->installEventFilter(this);
     // The placeholder can be chosen where it is shown already: then the printer that is not listed is meant.
     connect(this, &QComboBox::activated, this, [this](int index) { userChose(index); });
 }
@@ -45,42 +44,72 @@ void PrinterChoice::setSaved(const SavedPrinter& saved)
 
 void PrinterChoice::setPrinters(const std::vector<ListedPrinter>& printers)
 {
-    // A list is not exchanged under the user's pointer.
-    if (view()->isVisible())
-        m_waiting = printers;
+    exchange({.printers = printers});
+}
+
+void PrinterChoice::clearPrinters()
+{
+    exchange({.printers = {}, .isWhole = false});
+}
+
+void PrinterChoice::exchange(Contents contents)
+{
+    if (isInUse())
+        m_waiting = std::move(contents);
     else
-        fill(printers);
+        fill(std::move(contents));
 }
 
-void PrinterChoice::hidePopup()
+/// A list is not exchanged under the user's pointer, nor before the item that was chosen is told.
+bool PrinterChoice::isInUse() const
 {
-    Popup::hidePopup();
-    // The item that was chosen is told only after this.
-    if (m_waiting)
+    return view()->isVisible() || m_afterClosing.isActive();
+}
+
+bool PrinterChoice::eventFilter(QObject* watched, QEvent* event)
+{
+    // Whoever closes the list: the user, or Qt because a sheet opens.
+    if (event->type() == QEvent::Hide && watched == view()->window())
         m_afterClosing.start();
+    return Popup::eventFilter(watched, event);
 }
 
-void PrinterChoice::fill(std::vector<ListedPrinter> printers)
+void PrinterChoice::fillWithWaiting()
 {
-    m_printers = std::move(printers);
-    const auto isChosen = [this](const ListedPrinter& each) { return m_chosen && each.printer.uri == m_chosen->uri; };
-    if (m_isUnsaved && m_chosen && std::none_of(m_printers.begin(), m_printers.end(), isChosen)) {
-        if (m_missing == Missing::list) {
-            m_printers.push_back({*m_chosen, currentIndex() > placeholderIndex ? currentText() : m_chosen->name});
-        } else {
-            m_chosen = m_saved;
-            m_isUnsaved = false;
-        }
-    }
+    // Opened again already: it waits on.
+    if (m_waiting && !isInUse())
+        fill(*std::exchange(m_waiting, std::nullopt));
+}
+
+void PrinterChoice::fill(Contents contents)
+{
+    m_waiting.reset(); // older than this one
+    m_printers = std::move(contents.printers);
+    if (m_isUnsaved && m_chosen)
+        treatMissingChoice(contents.isWhole);
     m_filling = true;
     while (count() > placeholderIndex + 1)
         removeItem(count() - 1);
     for (const ListedPrinter& each : m_printers) {
         addItem(displayText(each.title));
-        setItemData(count() - 1, each.title, Qt::ToolTipRole);
+        setItemData(count() - 1, toolTipText(each.title), Qt::ToolTipRole);
     }
     m_filling = false;
     showChosen();
+}
+
+/// Of a choice that is not saved yet.
+void PrinterChoice::treatMissingChoice(bool isWhole)
+{
+    const auto isChosen = [this](const ListedPrinter& each) { return each.printer.uri == m_chosen->uri; };
+    if (std::any_of(m_printers.begin(), m_printers.end(), isChosen))
+        return;
+    if (m_missing == Missing::list) {
+        m_printers.push_back({*m_chosen, currentIndex() > placeholderIndex ? currentText() : m_chosen->name});
+    } else if (isWhole) {
+        m_chosen = m_saved;
+        m_isUnsaved = false;
+    }
 }
 
 void PrinterChoice::showChosen()

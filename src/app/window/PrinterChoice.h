@@ -25,15 +25,30 @@ public:
     /// What the settings hold now; it is chosen unless the user has chosen otherwise and not saved that yet. Call when
     /// settings were loaded or saved.
     void setSaved(const SavedPrinter& saved);
-    /// Empties the pop-up and fills it with the placeholder and `printers`.
+    /// Empties the pop-up and fills it with the placeholder and `printers`; while the user has it open, once it is
+    /// closed, unless a newer list has come by then.
     void setPrinters(const std::vector<ListedPrinter>& printers);
+    /// Empties the pop-up because its list is being made anew. What is chosen stays chosen: only the next `setPrinters`
+    /// tells whether it is missing. While the user has it open, it is emptied once it is closed.
+    void clearPrinters();
     /// The printer to save.
     [[nodiscard]] const SavedPrinter& chosen() const { return m_chosen; }
 
-    void hidePopup() override;
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void fill(std::vector<ListedPrinter> printers);
+    [[nodiscard]] bool isInUse() const;
+    void fillWithWaiting();
+    /// What the pop-up is to show.
+    struct Contents {
+        std::vector<ListedPrinter> printers;
+        bool isWhole = true; ///< what it lacks is missing, and not just being looked for
+    };
+
+    void exchange(Contents contents);
+    void fill(Contents contents);
+    void treatMissingChoice(bool isWhole);
     void userChose(int index);
     void showChosen();
 
@@ -43,7 +58,7 @@ private:
     bool m_isUnsaved = false; ///< `m_chosen` is a choice of the user
     bool m_filling = false;
     std::vector<ListedPrinter> m_printers;
-    std::optional<std::vector<ListedPrinter>> m_waiting; ///< until the list is closed
+    std::optional<Contents> m_waiting; ///< until the list is closed
     QTimer m_afterClosing;
 };
 

@@ -1,5 +1,7 @@
 #include "app/window/SettingsWindow.h"
 
+#include "app/window/WindowParts.h"
+
 #include <QAccessible>
 #include <QCheckBox>
 #include <QGuiApplication>
@@ -145,7 +147,7 @@ void SettingsWindow::showStores(const QStringList& origins)
 {
     const QString all = origins.join(u'\n');
     m_stores->setText(storesText(origins));
-    m_stores->setToolTip(all);
+    m_stores->setToolTip(toolTipText(all));
     m_stores->setAccessibleDescription(all);
     m_disconnectButton->setEnabled(!origins.isEmpty());
 }

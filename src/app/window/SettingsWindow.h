@@ -57,6 +57,7 @@ public:
     void showBusy(bool busy);
     /// Which lists are being made anew; `receipts` has no control of its own that is disabled.
     void showRefreshing(bool devices, bool receipts, bool labels);
+    void clearUSBPrinters() { m_printer->clearPrinters(); }
     void showUSBPrinters(const std::vector<ListedPrinter>& printers) { m_printer->setPrinters(printers); }
     void showReceiptPrinters(const std::vector<ListedPrinter>& printers) { m_bluetoothReceipt->setPrinters(printers); }
     void showLabelPrinters(const std::vector<ListedPrinter>& printers) { m_labelPrinter->setPrinters(printers); }

@@ -46,6 +46,7 @@ void addRow(QGridLayout* grid, const QString& text, QWidget* control, QWidget* b
 {
     const int row = grid->rowCount();
     auto* const label = new QLabel(displayText(text));
+    label->setTextFormat(Qt::PlainText);
     label->setBuddy(control);
     alignWithLayout(label);
     grid->addWidget(label, row, labelColumn);
@@ -103,6 +104,7 @@ SettingsWindow::SettingsWindow(Actions actions)
 void SettingsWindow::addHeader(QVBoxLayout* column)
 {
     auto* const title = new QLabel(QStringLiteral("Harrowmint Printer"));
+    title->setTextFormat(Qt::PlainText);
     QFont large = title->font();
     large.setPointSizeF(large.pointSizeF() * titleScale);
     large.setBold(true);
@@ -215,7 +217,7 @@ void SettingsWindow::addActions(QVBoxLayout* column)
     m_progress = new QProgressBar;
     m_progress->setObjectName(QStringLiteral("progress"));
     m_progress->setAccessibleName(QStringLiteral("Looking for printers"));
-    m_progress->setToolTip(QStringLiteral("Looking for printers…"));
+    m_progress->setToolTip(toolTipText(QStringLiteral("Looking for printers…")));
     m_progress->setRange(0, 0);
     m_progress->setTextVisible(false);
     m_progress->setMaximumWidth(m_saveButton->sizeHint().width());

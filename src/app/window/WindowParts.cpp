@@ -78,6 +78,15 @@ QString breakableText(const QString& text)
     return result;
 }
 
+QString toolTipText(const QString& text)
+{
+    if (text.isEmpty())
+        return text; // no tool tip
+    // Said to be rich text, so that nobody guesses it from what the text looks like.
+    return QStringLiteral("<qt>") + text.toHtmlEscaped().replace(u'\n', QStringLiteral("<br>"))
+        + QStringLiteral("</qt>");
+}
+
 NoteLabel::NoteLabel(const QString& text, QWidget* parent)
     : QLabel(displayText(text), parent)
 {
@@ -233,7 +242,7 @@ bool Popup::event(QEvent* event)
 {
     if (event->type() == QEvent::ToolTip && toolTip().isEmpty()) {
         if (fontMetrics().horizontalAdvance(currentText()) > width() - 2 * fontMetrics().height())
-            QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), currentText(), this);
+            QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), toolTipText(currentText()), this);
         return true;
     }
     return QComboBox::event(event);

@@ -15,6 +15,9 @@ namespace harrowmint {
 void alignWithLayout(QLabel* label);
 /// `text` with places to break its lines wherever a word is longer than a line should be.
 [[nodiscard]] QString breakableText(const QString& text);
+/// `text` as every tool tip takes it: shown as it stands, line for line. Without this a name heard over the air could
+/// be markup, which a tool tip follows up to loading files.
+[[nodiscard]] QString toolTipText(const QString& text);
 
 /// An explanation below a control: wrapped and quieter than the control's own label.
 class NoteLabel final : public QLabel {
