@@ -3,7 +3,7 @@
 60-item receipt, memory before and after it, and wake-ups with the window hidden.
 
 process.py BIN_DIR [RUNS [SECONDS [DESKTOP...]]]: starts BIN_DIR/harrowmint-printer-demo, with a home directory of its own, RUNS times a
-desktop, and then watches one agent a desktop for SECONDS (0: not at all) once it has settled. The baseline is a program
+desktop, and then watches one agent on some of them for SECONDS (0: not at all) once it has settled. The baseline is a program
 of the same toolkit that only makes its application object (BIN_DIR/bench_idle)."""
 import contextlib
 import http.client
@@ -110,8 +110,9 @@ def row(name, values, unit):
           f"min {min(values):7.1f}   max {max(values):7.1f}   ({len(values)} runs)", flush=True)
 
 
-# A bus that is not there is looked for again and again for about two minutes; one that is mute, a little longer.
-SETTLING = {"no bus": 135, "offscreen, no bus": 135, "mute buses": 175}
+# Where wake-ups are counted, and how many seconds it takes until nothing is looked for any more: a bus that is not there
+# is given up after about two minutes, a mute one a little later.
+SETTLING = {"tray and logind": 15, "no bus": 135, "mute buses": 175}
 
 
 def measure(name, binaries, runs, seconds):
@@ -125,8 +126,8 @@ def measure(name, binaries, runs, seconds):
         row("a receipt, from request to answer", [a[1] for a in agents], "ms")
         row("idle memory (RSS)", [a[2] for a in agents], "MB")
         row("memory after a 60-item receipt", [a[3] for a in agents], "MB")
-        if seconds:
-            count = watch_agent(program, environment, SETTLING.get(name, 15), seconds)
+        if seconds and name in SETTLING:
+            count = watch_agent(program, environment, SETTLING[name], seconds)
             print(f"  wake-ups in {seconds} s, hidden and settled: {count}", flush=True)
 
 
