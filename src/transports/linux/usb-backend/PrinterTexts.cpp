@@ -57,6 +57,16 @@ bool equalIgnoringCase(std::string_view left, std::string_view right)
         left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) { return lower(a) == lower(b); });
 }
 
+bool agreeIgnoringCase(std::string_view left, std::string_view right)
+{
+    const std::string_view shorter = trimmed(left.size() < right.size() ? left : right);
+    const std::string_view longer = trimmed(left.size() < right.size() ? right : left);
+    return !shorter.empty()
+        && std::search(longer.begin(), longer.end(), shorter.begin(), shorter.end(),
+               [](char a, char b) { return lower(a) == lower(b); })
+        != longer.end();
+}
+
 std::string deviceIdValue(std::string_view deviceId, std::initializer_list<std::string_view> keys)
 {
     for (const std::string_view wanted : keys) {

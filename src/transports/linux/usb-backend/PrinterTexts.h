@@ -12,6 +12,7 @@ struct PrinterTexts {
     std::string product;
     std::string serial;
     std::string deviceId; ///< IEEE 1284 device id, without its length
+    bool isIdUnknown = false; ///< nobody could ask for the device id; otherwise an empty one means that there is none
 
     bool operator==(const PrinterTexts&) const = default;
 };
@@ -22,6 +23,9 @@ struct PrinterTexts {
 
 /// Whether the texts differ in the case of ASCII letters at most.
 [[nodiscard]] bool equalIgnoringCase(std::string_view left, std::string_view right);
+
+/// Whether both hold more than blanks and one is contained in the other, in either case of ASCII letters.
+[[nodiscard]] bool agreeIgnoringCase(std::string_view left, std::string_view right);
 
 /// `text` as it may stand on a line of a listing: control characters become blanks, bytes that are not UTF-8 question
 /// marks.

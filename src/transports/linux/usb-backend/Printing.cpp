@@ -17,30 +17,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// How soon to look again for a printer that is not there.
-constexpr milliseconds searchInterval{150};
-
-bool waitForStop(int stop, milliseconds limit)
+bool isStopped(int stop)
 {
     pollfd watched{stop, POLLIN, 0};
-    return ::poll(&watched, 1, static_cast<int>(std::max(limit, milliseconds::zero()).count())) != 0;
-}
-
-/// Looks for the printer until it is there, the time is up, or the job is stopped.
-std::optional<PrinterLocation> search(const PrinterURI& uri, int stop)
-{
-    const Clock::time_point deadline = Clock::now() + absentLimit;
-    do {
-        SurveyOptions options;
-        options.limit = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-        options.stopDescriptor = stop;
-        options.isEnough = [&uri](const std::vector<SurveyedPrinter>& printers) {
-            return chosen(uri, printers, false).has_value();
-        };
-        if (auto location = chosen(uri, survey(connectedPrinters(), options), true))
-            return location;
-    } while (!waitForStop(stop, searchInterval) && Clock::now() < deadline);
-    return std::nullopt;
+    return ::poll(&watched, 1, 0) != 0;
 }
 
 /// Serves one job until its last word: the job's bytes, the device's events, the stop and the clock.
@@ -133,8 +113,11 @@ void print(const PrinterURI& uri, int stop, int report)
 {
     // Nobody waits for the processes of a survey.
     std::signal(SIGCHLD, SIG_IGN);
-    const std::optional<PrinterLocation> printer = search(uri, stop);
-    if (waitForStop(stop, {}))
+    SearchOptions search;
+    search.limit = absentLimit;
+    search.stopDescriptor = stop;
+    const std::optional<PrinterLocation> printer = find(uri, search);
+    if (isStopped(stop))
         endWithout(messages::stopped, report);
     if (!printer)
         endWithout(messages::absent, report);
