@@ -12,12 +12,14 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using GiveBack = std::function<void(const usb::PrinterLocation&)>;
 using Work = std::function<void(int stop, int report)>;
 
 /// A guard in a process of its own, whose standard error the test reads.
 class GuardTest : public ::testing::Test {
 protected:
-    void begin(const Work& work)
+    void begin(
+        const Work& work, const GiveBack& giveBack = [](const usb::PrinterLocation&) {})
     {
         int error[2];
         int life[2];
@@ -29,7 +31,7 @@ protected:
             for (const int descriptor : {error[0], error[1], life[0]})
                 ::close(descriptor);
             m_life = life[1];
-            ::_exit(usb::guard(work));
+            ::_exit(usb::guard(work, giveBack));
         }
         ::close(error[1]);
         ::close(life[1]);
@@ -117,10 +119,72 @@ TEST_F(GuardTest, EndsSoonAfterTheReportThoughTheDeviceIsStillHeld)
     EXPECT_LT(Clock::now() - start, 4s) << "the work ends after 5 s only";
 }
 
-TEST_F(GuardTest, FailsWhenTheWorkDiesWithoutAReport)
+TEST_F(GuardTest, FailsAndSaysSoWhenTheWorkDiesWithoutAReport)
 {
     begin([](int, int) { ::raise(SIGKILL); });
     EXPECT_EQ(status(), 1);
+    EXPECT_EQ(error(), "ERROR: The program was broken off; the printer may have taken more than was counted.\n");
+}
+
+/// Where a device that was given back is noted.
+class GivenBack {
+public:
+    GivenBack() { EXPECT_EQ(::pipe(m_pipe), 0); }
+    GivenBack(const GivenBack&) = delete;
+    GivenBack& operator=(const GivenBack&) = delete;
+    ~GivenBack()
+    {
+        ::close(m_pipe[0]);
+        ::close(m_pipe[1]);
+    }
+
+    [[nodiscard]] GiveBack note() const
+    {
+        return [end = m_pipe[1]](const usb::PrinterLocation& printer) {
+            const std::string text = printer.node() + ' ' + std::to_string(printer.interface);
+            EXPECT_EQ(::write(end, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        };
+    }
+    /// What was noted within `limit`.
+    [[nodiscard]] std::string text(std::chrono::milliseconds limit) const
+    {
+        char bytes[256];
+        pollfd readable{m_pipe[0], POLLIN, 0};
+        if (::poll(&readable, 1, static_cast<int>(limit.count())) != 1)
+            return {};
+        return {bytes, static_cast<std::size_t>(std::max<ssize_t>(::read(m_pipe[0], bytes, sizeof bytes), 0))};
+    }
+
+private:
+    int m_pipe[2]{};
+};
+
+TEST_F(GuardTest, GivesTheDeviceBackThatTheWorkDiedWith)
+{
+    const GivenBack device;
+    begin(
+        [](int, int report) {
+            usb::announce(report, {"1-1", 1, 12, 3});
+            ::raise(SIGKILL);
+        },
+        device.note());
+    EXPECT_EQ(status(), 1);
+    EXPECT_EQ(device.text(60s), "/dev/bus/usb/001/012 3");
+}
+
+TEST_F(GuardTest, LeavesTheDeviceToWorkThatSaidItsLastWord)
+{
+    const GivenBack device;
+    begin(
+        [](int, int report) {
+            usb::announce(report, {"1-1", 1, 12, 3});
+            usb::tell(report, 0);
+            ::_exit(0);
+        },
+        device.note());
+    EXPECT_EQ(status(), 0);
+    EXPECT_EQ(device.text(300ms), "");
+    EXPECT_EQ(error(), "");
 }
 
 TEST_F(GuardTest, FailsAndSaysWhyWhenTheWorkThrows)

@@ -259,5 +259,39 @@ TEST_F(PrintJobFailure, OfAStopDuringAStatusRequestIgnoresTheAnswer)
     expectFailure({"INFO: The printer takes no data.", "DEBUG: Sent 0 bytes...", "ERROR: The job was stopped."});
 }
 
+TEST_F(PrintJobFailure, OfTheProgramItselfGivesTheDeviceBack)
+{
+    usb::serve(m_job, [this] {
+        start();
+        give("one");
+        endTransfer();
+        throw std::runtime_error("no memory");
+    });
+    expectFailure({"DEBUG: Sent 3 bytes...", "ERROR: The program cannot work: no memory"});
+    EXPECT_EQ(m_device.count("attach"), 1);
+}
+
+TEST_F(PrintJobFailure, OfTheProgramItselfTellsOfATransferThatIsNotCounted)
+{
+    usb::serve(m_job, [this] {
+        start();
+        give("one");
+        throw std::runtime_error("no memory");
+    });
+    expectFailure({"DEBUG: Sent 0 bytes...",
+        "ERROR: The program cannot work: no memory; the printer may have taken more than was counted."});
+}
+
+TEST_F(PrintJobFailure, OfTheProgramItselfChangesNothingAboutAJobThatIsOver)
+{
+    usb::serve(m_job, [this] {
+        start();
+        end();
+        throw std::runtime_error("no memory");
+    });
+    EXPECT_EQ(m_job.status(), 0);
+    EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 0 bytes...", "STATE: +cups-waiting-for-job-completed"));
+}
+
 } // namespace
 } // namespace harrowmint::test

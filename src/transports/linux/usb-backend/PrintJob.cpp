@@ -3,6 +3,7 @@
 #include "transports/linux/usb-backend/Messages.h"
 
 #include <cassert>
+#include <exception>
 #include <string>
 
 namespace harrowmint::usb {
@@ -196,6 +197,14 @@ void PrintJob::stop(Time now)
         fail(messages::stopped);
 }
 
+void PrintJob::breakOff(std::string_view why)
+{
+    if (isOver())
+        return;
+    const std::string reason = std::string(messages::cannotWork).append(why);
+    conclude(m_inFlight ? messages::uncounted(reason) : reason);
+}
+
 /// Ends the job for `reason`, at once or when the transfer in flight has been counted.
 void PrintJob::fail(std::string_view reason)
 {
@@ -257,6 +266,15 @@ void PrintJob::giveBack()
     if (m_claimed || m_detached)
         m_device.attachKernelDriver();
     m_stalled = m_claimed = m_detached = false;
+}
+
+void serve(PrintJob& job, const std::function<void()>& work)
+{
+    try {
+        work();
+    } catch (const std::exception& error) {
+        job.breakOff(error.what());
+    }
 }
 
 } // namespace harrowmint::usb

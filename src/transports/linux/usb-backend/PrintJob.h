@@ -42,6 +42,8 @@ public:
 
     /// Ends the job as soon as its bytes are counted, unless the printer already has all of it.
     void stop(Time now);
+    /// Ends the job at once, its transfer uncounted, because the program cannot go on: `why`. Nothing when it is over.
+    void breakOff(std::string_view why);
     /// The next time at which `passTime` has something to do.
     [[nodiscard]] std::optional<Time> deadline() const;
     /// After each wait: first the time, then what the device tells, then what is due.
@@ -96,5 +98,9 @@ private:
     Time m_cancelDeadline;
     std::string_view m_reason; ///< why it is being cancelled; a constant
 };
+
+/// Runs `work`, which starts and serves `job`; a job that it leaves by an exception is broken off, so that its device
+/// can be given back.
+void serve(PrintJob& job, const std::function<void()>& work);
 
 } // namespace harrowmint::usb

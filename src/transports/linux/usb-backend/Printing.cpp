@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace harrowmint::usb {
@@ -86,20 +85,6 @@ private:
     int m_stop;
 };
 
-void tell(int report, int status)
-{
-    const char byte = static_cast<char>(status);
-    static_cast<void>(!::write(report, &byte, 1));
-}
-
-/// Whoever reads our streams is not kept waiting by what follows.
-void leaveStreams()
-{
-    const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
-        ::dup2(null, stream);
-}
-
 [[noreturn]] void endWithout(std::string_view reason, int report)
 {
     say(reason);
@@ -124,13 +109,23 @@ void print(const PrinterURI& uri, int stop, int report)
     LibusbDevice device;
     PrintJob job(device, say);
     device.listen(job.listener());
-    job.start(*printer);
-    Printing(device, job, stop).run();
+    announce(report, *printer);
+    serve(job, [&] {
+        job.start(*printer);
+        Printing(device, job, stop).run();
+    });
     tell(report, job.status());
     leaveStreams();
     job.giveBack();
     // What may still be in flight ends with the process.
     ::_exit(job.status());
+}
+
+void handBack(const PrinterLocation& printer)
+{
+    LibusbDevice device;
+    if (device.open(printer) == UsbResult::Done)
+        device.attachKernelDriver();
 }
 
 } // namespace harrowmint::usb

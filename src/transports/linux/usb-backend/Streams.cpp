@@ -34,4 +34,11 @@ bool settleStreams()
     return hasError;
 }
 
+void leaveStreams()
+{
+    const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        ::dup2(null, stream);
+}
+
 } // namespace harrowmint::usb
