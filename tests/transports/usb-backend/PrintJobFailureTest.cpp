@@ -293,5 +293,24 @@ TEST_F(PrintJobFailure, OfTheProgramItselfChangesNothingAboutAJobThatIsOver)
     EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 0 bytes...", "STATE: +cups-waiting-for-job-completed"));
 }
 
+TEST_F(PrintJobFailure, IsATransferThatEndsWellWithFewerBytesThanItHad)
+{
+    start();
+    give("twelve bytes");
+    end();
+    endTransfer(TransferEnd::Accepted, 11);
+    expectFailure({"DEBUG: Sent 11 bytes...", "ERROR: The connection to the printer failed."});
+}
+
+TEST_F(PrintJobFailure, OfAStopStaysOneWhenTheLastTransferEndsWellButShort)
+{
+    start();
+    give("job");
+    end();
+    stop();
+    endTransfer(TransferEnd::Accepted, 2);
+    expectFailure({"DEBUG: Sent 2 bytes...", "ERROR: The job was stopped."});
+}
+
 } // namespace
 } // namespace harrowmint::test

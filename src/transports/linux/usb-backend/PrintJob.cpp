@@ -131,7 +131,8 @@ void PrintJob::sendNext()
     m_sending = 1 - m_sending;
     filling().count = 0;
     const Piece& piece = m_pieces.at(m_sending);
-    const UsbResult result = m_device.send(std::span(piece.bytes).first(piece.count));
+    m_sent = std::span(piece.bytes).first(piece.count);
+    const UsbResult result = m_device.send(m_sent);
     if (result != UsbResult::Done) {
         fail(sendFailure(result));
         return;
@@ -147,6 +148,8 @@ void PrintJob::dataEnded(TransferEnd end, std::size_t accepted)
     m_inFlight = false;
     m_stalled = m_stalled || end == TransferEnd::Stalled;
     m_accepted += accepted;
+    if (end == TransferEnd::Accepted && accepted < m_sent.size())
+        end = TransferEnd::Failed; // the rest is lost: nobody knows where
     if (m_phase == Phase::Cancelling) {
         // The printer may have taken the last byte just before.
         if (m_ended && filling().count == 0 && end == TransferEnd::Accepted)

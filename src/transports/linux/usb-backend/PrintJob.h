@@ -86,6 +86,7 @@ private:
     bool m_stalled = false;
     int m_status;
     std::array<Piece, 2> m_pieces{};
+    std::span<const std::byte> m_sent; ///< what is in flight
     std::size_t m_sending = 0; ///< the piece that is being sent, while `m_inFlight`; the other one is filled
     bool m_inFlight = false;
     bool m_ended = false; ///< the job's end has been read
