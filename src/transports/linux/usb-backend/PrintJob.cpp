@@ -5,6 +5,7 @@
 #include <cassert>
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace harrowmint::usb {
 
@@ -131,8 +132,13 @@ void PrintJob::sendNext()
     m_sending = 1 - m_sending;
     filling().count = 0;
     const Piece& piece = m_pieces.at(m_sending);
-    m_sent = std::span(piece.bytes).first(piece.count);
-    const UsbResult result = m_device.send(m_sent);
+    send(std::span(piece.bytes).first(piece.count));
+}
+
+void PrintJob::send(std::span<const std::byte> bytes)
+{
+    m_sent = bytes;
+    const UsbResult result = m_device.send(bytes);
     if (result != UsbResult::Done) {
         fail(sendFailure(result));
         return;
@@ -156,12 +162,23 @@ void PrintJob::dataEnded(TransferEnd end, std::size_t accepted)
             succeed();
         else
             conclude(m_reason);
-    } else if (m_phase == Phase::Sending) {
-        if (end == TransferEnd::Accepted)
-            sendNext();
-        else
-            conclude(endFailure(end));
+    } else if (m_phase != Phase::Over) {
+        goOn(end, accepted);
     }
+}
+
+/// Goes on with the job, or ends it, after a transfer that nobody has given up.
+void PrintJob::goOn(TransferEnd end, std::size_t accepted)
+{
+    const bool isCounted = std::exchange(m_phase, Phase::Sending) == Phase::Counting && end == TransferEnd::Cancelled;
+    if (isCounted && accepted == 0)
+        conclude(m_reason);
+    else if (isCounted && accepted < m_sent.size())
+        send(m_sent.subspan(accepted)); // it takes data, if slowly
+    else if (isCounted || end == TransferEnd::Accepted)
+        sendNext();
+    else
+        conclude(endFailure(end));
 }
 
 void PrintJob::askStatus()
@@ -190,13 +207,13 @@ void PrintJob::judge(std::uint8_t status)
     const bool isBad = isPaperOut || (status & notError) == 0;
     m_badLooks = isBad ? m_badLooks + 1 : 0;
     if (m_badLooks >= badLooksThatCount)
-        fail(isPaperOut ? messages::paperOut : messages::portError);
+        cancel(Phase::Counting, isPaperOut ? messages::paperOut : messages::portError);
 }
 
 void PrintJob::stop(Time now)
 {
     m_now = now;
-    if (m_phase == Phase::Idle || m_phase == Phase::Sending)
+    if (m_phase == Phase::Idle || m_phase == Phase::Sending || m_phase == Phase::Counting)
         fail(messages::stopped);
 }
 
@@ -215,8 +232,17 @@ void PrintJob::fail(std::string_view reason)
         conclude(reason);
         return;
     }
-    m_phase = Phase::Cancelling;
+    cancel(Phase::Cancelling, reason);
+}
+
+/// Has the transfer in flight end and be counted in `phase`; `reason` is why.
+void PrintJob::cancel(Phase phase, std::string_view reason)
+{
+    const bool isCancelled = m_phase == Phase::Counting;
+    m_phase = phase;
     m_reason = reason;
+    if (isCancelled)
+        return;
     m_cancelDeadline = m_now + cancelling;
     m_device.cancelData();
 }
@@ -239,7 +265,7 @@ void PrintJob::succeed()
 
 std::optional<PrintJob::Time> PrintJob::deadline() const
 {
-    if (m_phase == Phase::Cancelling)
+    if (m_phase == Phase::Counting || m_phase == Phase::Cancelling)
         return m_cancelDeadline;
     if (m_phase == Phase::Sending && m_inFlight && !m_asking)
         return m_nextLook;
@@ -252,10 +278,10 @@ void PrintJob::passTime(Time now)
     const std::optional<Time> due = deadline();
     if (!due || now < *due)
         return;
-    if (m_phase == Phase::Cancelling)
-        conclude(m_reason == messages::stopped ? messages::stoppedUncounted : m_reason);
-    else
+    if (m_phase == Phase::Sending)
         askStatus();
+    else
+        conclude(m_reason == messages::stopped ? messages::stoppedUncounted : m_reason);
 }
 
 void PrintJob::giveBack()

@@ -17,8 +17,9 @@ public:
     using Say = std::function<void(std::string_view line)>;
 
     static constexpr std::size_t pieceBytes = 16384;
-    /// How long the printer takes no data until its port status is asked for, and how long until it is asked again. Two
-    /// bad answers running, no byte taken in between, end the job.
+    /// How long the printer takes no data until its port status is asked for, and how long until it is asked again.
+    /// After two bad answers running the transfer is cancelled, so that its bytes are counted: only when the printer
+    /// has taken none of them does the job end, otherwise the rest is sent and all this begins anew.
     static constexpr std::chrono::milliseconds patience{1000};
     static constexpr std::chrono::milliseconds secondLook{500};
     /// How long a cancelled transfer is waited for, so that its bytes are counted.
@@ -59,7 +60,7 @@ public:
     void giveBack();
 
 private:
-    enum class Phase { Idle, Sending, Cancelling, Over };
+    enum class Phase { Idle, Sending, Counting, Cancelling, Over };
 
     struct Piece {
         std::array<std::byte, pieceBytes> bytes;
@@ -71,6 +72,9 @@ private:
 
     [[nodiscard]] UsbResult take(const PrinterLocation& printer);
     void sendNext();
+    void send(std::span<const std::byte> bytes);
+    void goOn(TransferEnd end, std::size_t accepted);
+    void cancel(Phase phase, std::string_view reason);
     void judge(std::uint8_t status);
     void askStatus();
     void fail(std::string_view reason);
