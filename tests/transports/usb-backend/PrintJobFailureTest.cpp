@@ -150,6 +150,16 @@ TEST_F(PrintJobFailure, IsToldWhenTheJobCannotBeRead)
     expectFailure({"DEBUG: Sent 2 bytes...", "ERROR: The job cannot be read."});
 }
 
+TEST_F(PrintJobFailure, ToReadTheJobTellsOfBytesThatAreNotCountedInTime)
+{
+    start();
+    give("part");
+    m_job.jobUnreadable();
+    advance(PrintJob::cancelling);
+    expectFailure(
+        {"DEBUG: Sent 0 bytes...", "ERROR: The job cannot be read; the printer may have taken more than was counted."});
+}
+
 struct BadStatus {
     const char* name;
     std::uint8_t status;
@@ -239,6 +249,17 @@ TEST_P(PrintJobBadStatus, IsForgottenWhenThePrinterHasTakenAllAfterAll)
         EXPECT_TRUE(job.isOver());
         EXPECT_EQ(job.status(), 0);
     }
+}
+
+TEST_P(PrintJobBadStatus, TellsOfBytesThatAreNotCountedInTime)
+{
+    start();
+    give(std::string(700, 'x'));
+    answerBadlyTwice(GetParam().status);
+    advance(PrintJob::cancelling);
+    std::string line = GetParam().line;
+    line.replace(line.size() - 1, 1, "; the printer may have taken more than was counted.");
+    expectFailure({"INFO: The printer takes no data.", "DEBUG: Sent 0 bytes...", line});
 }
 
 TEST_P(PrintJobBadStatus, GivesWayToAStopWhileTheBytesAreCounted)

@@ -281,7 +281,7 @@ void PrintJob::passTime(Time now)
     if (m_phase == Phase::Sending)
         askStatus();
     else
-        conclude(m_reason == messages::stopped ? messages::stoppedUncounted : m_reason);
+        conclude(messages::uncounted(m_reason));
 }
 
 void PrintJob::giveBack()
