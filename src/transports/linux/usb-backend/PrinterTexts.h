@@ -27,8 +27,11 @@ struct PrinterTexts {
 /// Whether both hold more than blanks and one is contained in the other, in either case of ASCII letters.
 [[nodiscard]] bool agreeIgnoringCase(std::string_view left, std::string_view right);
 
-/// `text` as it may stand on a line of a listing: control characters become blanks, bytes that are not UTF-8 question
-/// marks.
+/// The beginning of `text`, `limit` bytes at most, that ends with a whole character.
+[[nodiscard]] std::string_view shortened(std::string_view text, std::size_t limit);
+
+/// `text` as it may stand on a line of a listing: control characters and whatever else ends a line (Unicode's C1
+/// controls, line and paragraph separators) become blanks, bytes that are not UTF-8 question marks.
 [[nodiscard]] std::string lineText(std::string_view text);
 
 } // namespace harrowmint::usb
