@@ -72,8 +72,8 @@ protected:
     void closeError() { ::close(std::exchange(m_error, -1)); }
     void TearDown() override
     {
-        ::close(m_error);
-        ::close(m_life);
+        ::close(std::exchange(m_error, -1));
+        ::close(std::exchange(m_life, -1));
     }
 
     static void waitForStop(int stop)
@@ -224,6 +224,54 @@ TEST_F(GuardTest, EndsWithinItsGraceWhenTheWorkIsHeldByTheDevice)
     EXPECT_EQ(status(), 1);
     EXPECT_LT(Clock::now() - start, 4s) << "the work ends after 5 s only";
     EXPECT_EQ(error(), "ERROR: The job was stopped; the printer may have taken more than was counted.\n");
+}
+
+/// So that no reader takes a byte more.
+void fillStandardError()
+{
+    const int flags = ::fcntl(STDERR_FILENO, F_GETFL);
+    ::fcntl(STDERR_FILENO, F_SETFL, flags | O_NONBLOCK);
+    while (::write(STDERR_FILENO, "", 1) == 1) { }
+    ::fcntl(STDERR_FILENO, F_SETFL, flags);
+}
+
+TEST_F(GuardTest, EndsWithinTwoTenthsOfASecondThoughNobodyDrainsItsStandardError)
+{
+    auto shortest = Clock::duration::max();
+    // A busy machine may delay one of them.
+    for (int round = 0; round < 10 && shortest >= 200ms; ++round) {
+        int pipe[2];
+        ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+        begin([ready = pipe[1]](int, int) {
+            fillStandardError();
+            static_cast<void>(!::write(ready, "", 1));
+            hang();
+        });
+        char byte = 1;
+        ASSERT_EQ(::read(pipe[0], &byte, 1), 1);
+        const auto start = Clock::now();
+        ::kill(m_process, SIGTERM);
+        EXPECT_EQ(status(), 1);
+        shortest = std::min(shortest, Clock::now() - start);
+        TearDown();
+        ::close(pipe[0]);
+        ::close(pipe[1]);
+    }
+    EXPECT_LT(shortest, 200ms);
+}
+
+TEST_F(GuardTest, SaysNothingMoreToAFullStandardErrorOnceItIsStopping)
+{
+    begin([](int, int report) {
+        fillStandardError();
+        usb::sayWithoutWaiting();
+        const auto start = Clock::now();
+        for (int line = 0; line < 100; ++line)
+            usb::say("ERROR: The job was stopped.");
+        usb::tell(report, Clock::now() - start < 5s ? 0 : 1);
+        ::_exit(0);
+    });
+    EXPECT_EQ(status(), 0) << "a wait of 0.1 s for each line";
 }
 
 TEST(GuardLimits, LeaveRoomWithinTwoTenthsOfASecond)

@@ -101,6 +101,7 @@ private:
     {
         ::close(m_stop); // hangs up at the other end
         m_watched[0].fd = m_watched[1].fd = -1;
+        sayWithoutWaiting();
         hurry();
     }
 

@@ -51,6 +51,7 @@ private:
         m_job.passTime(now);
         if (watched.back().revents != 0) {
             m_stop = -1;
+            sayWithoutWaiting();
             m_job.stop(Clock::now());
         }
         if (watched[watched.size() - 2].revents != 0)
@@ -102,8 +103,10 @@ void print(const PrinterURI& uri, int stop, int report)
     search.limit = absentLimit;
     search.stopDescriptor = stop;
     const std::optional<PrinterLocation> printer = find(uri, search);
-    if (isStopped(stop))
+    if (isStopped(stop)) {
+        sayWithoutWaiting();
         endWithout(messages::stopped, report);
+    }
     if (!printer)
         endWithout(messages::absent, report);
     LibusbDevice device;

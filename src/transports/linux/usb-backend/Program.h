@@ -13,6 +13,8 @@ namespace harrowmint::usb {
 /// Writes `line` and a line feed to the standard error at once. A reader who takes nothing is waited for 0.1 s, then
 /// the line is lost.
 void say(std::string_view line);
+/// From now on `say` in this process waits for no reader: the program is being stopped.
+void sayWithoutWaiting();
 
 /// Makes sure that the three streams exist, so that nothing else takes their numbers: a missing standard input cannot
 /// be read, the others lead nowhere. False when the standard error was missing.

@@ -9,7 +9,7 @@ namespace harrowmint::usb {
 
 namespace {
 
-constexpr int readerPatience = 100; // ms
+int readerPatience = 100; // ms
 
 } // namespace
 
@@ -20,6 +20,11 @@ void say(std::string_view line)
     // A pipe that is writable takes as many bytes as a line here has at once (POSIX, PIPE_BUF).
     if (::poll(&stream, 1, readerPatience) == 1 && stream.revents == POLLOUT)
         static_cast<void>(!::write(STDERR_FILENO, bytes.data(), bytes.size()));
+}
+
+void sayWithoutWaiting()
+{
+    readerPatience = 0;
 }
 
 bool settleStreams()
