@@ -339,6 +339,17 @@ TEST_F(PrintJobFailure, IsNoneWhenTheStopCameAfterTheLastByte)
     EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 3 bytes...", "STATE: +cups-waiting-for-job-completed"));
 }
 
+TEST_F(PrintJobFailure, IsNoneWhenTheTransferThatAStopCancelledHadSentAll)
+{
+    start();
+    give("job");
+    end();
+    stop();
+    endTransfer(TransferEnd::Cancelled, 3);
+    EXPECT_EQ(m_job.status(), 0);
+    EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 3 bytes...", "STATE: +cups-waiting-for-job-completed"));
+}
+
 TEST_F(PrintJobFailure, OfAStopStaysOneWhenMoreOfTheJobWaits)
 {
     start();

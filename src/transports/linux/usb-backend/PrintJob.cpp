@@ -158,7 +158,9 @@ void PrintJob::dataEnded(TransferEnd end, std::size_t accepted)
         end = TransferEnd::Failed; // the rest is lost: nobody knows where
     if (m_phase == Phase::Cancelling) {
         // The printer may have taken the last byte just before.
-        if (m_ended && filling().count == 0 && end == TransferEnd::Accepted)
+        const bool isWhole =
+            end == TransferEnd::Accepted || (end == TransferEnd::Cancelled && accepted == m_sent.size());
+        if (m_ended && filling().count == 0 && isWhole)
             succeed();
         else
             conclude(m_reason);
