@@ -48,8 +48,8 @@ struct SearchOptions {
     decltype(SurveyOptions::ask) ask; ///< see there
 };
 
-/// Looks for the printer again and again until it is there or the time is up; the look that is then `chosen` from as
-/// the last one is the last in time. Throws as `survey` does.
+/// Looks for the printer again and again until it is there or the time is up; only the last look's choice is made as
+/// the last one (see `chosen`). Throws as `survey` does.
 [[nodiscard]] std::optional<PrinterLocation> find(const PrinterURI& wanted, const SearchOptions& search);
 
 } // namespace harrowmint::usb
