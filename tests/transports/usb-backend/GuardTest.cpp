@@ -12,12 +12,14 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using GiveBack = std::function<void(const usb::PrinterLocation&)>;
 using Work = std::function<void(int stop, int report)>;
 
 /// A guard in a process of its own, whose standard error the test reads.
 class GuardTest : public ::testing::Test {
 protected:
-    void begin(const Work& work)
+    void begin(
+        const Work& work, const GiveBack& giveBack = [](const usb::PrinterLocation&) {})
     {
         int error[2];
         int life[2];
@@ -29,7 +31,7 @@ protected:
             for (const int descriptor : {error[0], error[1], life[0]})
                 ::close(descriptor);
             m_life = life[1];
-            ::_exit(usb::guard(work));
+            ::_exit(usb::guard(work, giveBack));
         }
         ::close(error[1]);
         ::close(life[1]);
@@ -70,8 +72,8 @@ protected:
     void closeError() { ::close(std::exchange(m_error, -1)); }
     void TearDown() override
     {
-        ::close(m_error);
-        ::close(m_life);
+        ::close(std::exchange(m_error, -1));
+        ::close(std::exchange(m_life, -1));
     }
 
     static void waitForStop(int stop)
@@ -117,10 +119,72 @@ TEST_F(GuardTest, EndsSoonAfterTheReportThoughTheDeviceIsStillHeld)
     EXPECT_LT(Clock::now() - start, 4s) << "the work ends after 5 s only";
 }
 
-TEST_F(GuardTest, FailsWhenTheWorkDiesWithoutAReport)
+TEST_F(GuardTest, FailsAndSaysSoWhenTheWorkDiesWithoutAReport)
 {
     begin([](int, int) { ::raise(SIGKILL); });
     EXPECT_EQ(status(), 1);
+    EXPECT_EQ(error(), "ERROR: The program was broken off; the printer may have taken more than was counted.\n");
+}
+
+/// Where a device that was given back is noted.
+class GivenBack {
+public:
+    GivenBack() { EXPECT_EQ(::pipe(m_pipe), 0); }
+    GivenBack(const GivenBack&) = delete;
+    GivenBack& operator=(const GivenBack&) = delete;
+    ~GivenBack()
+    {
+        ::close(m_pipe[0]);
+        ::close(m_pipe[1]);
+    }
+
+    [[nodiscard]] GiveBack note() const
+    {
+        return [end = m_pipe[1]](const usb::PrinterLocation& printer) {
+            const std::string text = printer.node() + ' ' + std::to_string(printer.interface);
+            EXPECT_EQ(::write(end, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        };
+    }
+    /// What was noted within `limit`.
+    [[nodiscard]] std::string text(std::chrono::milliseconds limit) const
+    {
+        char bytes[256];
+        pollfd readable{m_pipe[0], POLLIN, 0};
+        if (::poll(&readable, 1, static_cast<int>(limit.count())) != 1)
+            return {};
+        return {bytes, static_cast<std::size_t>(std::max<ssize_t>(::read(m_pipe[0], bytes, sizeof bytes), 0))};
+    }
+
+private:
+    int m_pipe[2]{};
+};
+
+TEST_F(GuardTest, GivesTheDeviceBackThatTheWorkDiedWith)
+{
+    const GivenBack device;
+    begin(
+        [](int, int report) {
+            usb::announce(report, {"1-1", 1, 12, 3});
+            ::raise(SIGKILL);
+        },
+        device.note());
+    EXPECT_EQ(status(), 1);
+    EXPECT_EQ(device.text(60s), "/dev/bus/usb/001/012 3");
+}
+
+TEST_F(GuardTest, LeavesTheDeviceToWorkThatSaidItsLastWord)
+{
+    const GivenBack device;
+    begin(
+        [](int, int report) {
+            usb::announce(report, {"1-1", 1, 12, 3});
+            usb::tell(report, 0);
+            ::_exit(0);
+        },
+        device.note());
+    EXPECT_EQ(status(), 0);
+    EXPECT_EQ(device.text(300ms), "");
+    EXPECT_EQ(error(), "");
 }
 
 TEST_F(GuardTest, FailsAndSaysWhyWhenTheWorkThrows)
@@ -160,6 +224,54 @@ TEST_F(GuardTest, EndsWithinItsGraceWhenTheWorkIsHeldByTheDevice)
     EXPECT_EQ(status(), 1);
     EXPECT_LT(Clock::now() - start, 4s) << "the work ends after 5 s only";
     EXPECT_EQ(error(), "ERROR: The job was stopped; the printer may have taken more than was counted.\n");
+}
+
+/// So that no reader takes a byte more.
+void fillStandardError()
+{
+    const int flags = ::fcntl(STDERR_FILENO, F_GETFL);
+    ::fcntl(STDERR_FILENO, F_SETFL, flags | O_NONBLOCK);
+    while (::write(STDERR_FILENO, "", 1) == 1) { }
+    ::fcntl(STDERR_FILENO, F_SETFL, flags);
+}
+
+TEST_F(GuardTest, EndsWithinTwoTenthsOfASecondThoughNobodyDrainsItsStandardError)
+{
+    auto shortest = Clock::duration::max();
+    // A busy machine may delay one of them.
+    for (int round = 0; round < 10 && shortest >= 200ms; ++round) {
+        int pipe[2];
+        ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+        begin([ready = pipe[1]](int, int) {
+            fillStandardError();
+            static_cast<void>(!::write(ready, "", 1));
+            hang();
+        });
+        char byte = 1;
+        ASSERT_EQ(::read(pipe[0], &byte, 1), 1);
+        const auto start = Clock::now();
+        ::kill(m_process, SIGTERM);
+        EXPECT_EQ(status(), 1);
+        shortest = std::min(shortest, Clock::now() - start);
+        TearDown();
+        ::close(pipe[0]);
+        ::close(pipe[1]);
+    }
+    EXPECT_LT(shortest, 200ms);
+}
+
+TEST_F(GuardTest, SaysNothingMoreToAFullStandardErrorOnceItIsStopping)
+{
+    begin([](int, int report) {
+        fillStandardError();
+        usb::sayWithoutWaiting();
+        const auto start = Clock::now();
+        for (int line = 0; line < 100; ++line)
+            usb::say("ERROR: The job was stopped.");
+        usb::tell(report, Clock::now() - start < 5s ? 0 : 1);
+        ::_exit(0);
+    });
+    EXPECT_EQ(status(), 0) << "a wait of 0.1 s for each line";
 }
 
 TEST(GuardLimits, LeaveRoomWithinTwoTenthsOfASecond)

@@ -10,22 +10,7 @@ using usb::PrintJob;
 using usb::TransferEnd;
 using usb::UsbResult;
 
-class PrintJobFailure : public PrintJobRig {
-protected:
-    /// The job has failed with these lines; what was taken of the device is given back.
-    void expectFailure(const Lines& lines)
-    {
-        ASSERT_TRUE(m_job.isOver());
-        EXPECT_EQ(m_job.status(), 1);
-        EXPECT_EQ(m_lines, lines);
-        EXPECT_TRUE(m_job.room().empty()) << "nothing more is read";
-        m_job.giveBack();
-        const bool hasClaimed = m_device.count("claim") == 1 && m_device.claimResult == UsbResult::Done;
-        EXPECT_EQ(m_device.count("release"), hasClaimed ? 1 : 0);
-        const bool hasDetached = m_device.count("detach") == 1 && m_device.detachResult == UsbResult::Done;
-        EXPECT_EQ(m_device.count("attach"), hasClaimed || hasDetached ? 1 : 0);
-    }
-};
+class PrintJobFailure : public PrintJobRig { };
 
 struct OpenFailure {
     const char* name;
@@ -150,39 +135,15 @@ TEST_F(PrintJobFailure, IsToldWhenTheJobCannotBeRead)
     expectFailure({"DEBUG: Sent 2 bytes...", "ERROR: The job cannot be read."});
 }
 
-struct BadStatus {
-    const char* name;
-    std::uint8_t status;
-    const char* line;
-};
-
-constexpr BadStatus badStatuses[] = {
-    {"PaperOut", 0x38, "ERROR: The printer is out of paper."},
-    {"PaperOutAndError", 0x30, "ERROR: The printer is out of paper."},
-    {"Error", 0x10, "ERROR: The printer reports an error."},
-    {"NothingSet", 0x00, "ERROR: The printer reports an error."},
-};
-
-class PrintJobBadStatus : public PrintJobFailure, public ::testing::WithParamInterface<BadStatus> { };
-
-TEST_P(PrintJobBadStatus, TwiceRunningEndsTheJobAMomentAfterTheSecond)
+TEST_F(PrintJobFailure, ToReadTheJobTellsOfBytesThatAreNotCountedInTime)
 {
     start();
-    give(std::string(700, 'x'));
-    advance(PrintJob::patience);
-    answerStatus(GetParam().status);
-    EXPECT_EQ(m_device.count("cancel"), 0);
-    advance(PrintJob::secondLook - Milliseconds(1));
-    EXPECT_EQ(m_device.count("ask"), 1);
-    advance(Milliseconds(1));
-    answerStatus(GetParam().status);
-    EXPECT_EQ(m_device.count("cancel"), 1);
-    endTransfer(TransferEnd::Cancelled, 64);
-    expectFailure({"INFO: The printer takes no data.", "DEBUG: Sent 64 bytes...", GetParam().line});
+    give("part");
+    m_job.jobUnreadable();
+    advance(PrintJob::cancelling);
+    expectFailure(
+        {"DEBUG: Sent 0 bytes...", "ERROR: The job cannot be read; the printer may have taken more than was counted."});
 }
-
-INSTANTIATE_TEST_SUITE_P(Statuses, PrintJobBadStatus, ::testing::ValuesIn(badStatuses),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(PrintJobFailure, OfAStopCountsWhatTheCancelledTransferHadSent)
 {
@@ -237,6 +198,17 @@ TEST_F(PrintJobFailure, IsNoneWhenTheStopCameAfterTheLastByte)
     EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 3 bytes...", "STATE: +cups-waiting-for-job-completed"));
 }
 
+TEST_F(PrintJobFailure, IsNoneWhenTheTransferThatAStopCancelledHadSentAll)
+{
+    start();
+    give("job");
+    end();
+    stop();
+    endTransfer(TransferEnd::Cancelled, 3);
+    EXPECT_EQ(m_job.status(), 0);
+    EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 3 bytes...", "STATE: +cups-waiting-for-job-completed"));
+}
+
 TEST_F(PrintJobFailure, OfAStopStaysOneWhenMoreOfTheJobWaits)
 {
     start();
@@ -257,6 +229,59 @@ TEST_F(PrintJobFailure, OfAStopDuringAStatusRequestIgnoresTheAnswer)
     answerStatus(0x38);
     endTransfer(TransferEnd::Cancelled, 0);
     expectFailure({"INFO: The printer takes no data.", "DEBUG: Sent 0 bytes...", "ERROR: The job was stopped."});
+}
+
+TEST_F(PrintJobFailure, OfTheProgramItselfGivesTheDeviceBack)
+{
+    usb::serve(m_job, [this] {
+        start();
+        give("one");
+        endTransfer();
+        throw std::runtime_error("no memory");
+    });
+    expectFailure({"DEBUG: Sent 3 bytes...", "ERROR: The program cannot work: no memory"});
+    EXPECT_EQ(m_device.count("attach"), 1);
+}
+
+TEST_F(PrintJobFailure, OfTheProgramItselfTellsOfATransferThatIsNotCounted)
+{
+    usb::serve(m_job, [this] {
+        start();
+        give("one");
+        throw std::runtime_error("no memory");
+    });
+    expectFailure({"DEBUG: Sent 0 bytes...",
+        "ERROR: The program cannot work: no memory; the printer may have taken more than was counted."});
+}
+
+TEST_F(PrintJobFailure, OfTheProgramItselfChangesNothingAboutAJobThatIsOver)
+{
+    usb::serve(m_job, [this] {
+        start();
+        end();
+        throw std::runtime_error("no memory");
+    });
+    EXPECT_EQ(m_job.status(), 0);
+    EXPECT_THAT(m_lines, ElementsAre("DEBUG: Sent 0 bytes...", "STATE: +cups-waiting-for-job-completed"));
+}
+
+TEST_F(PrintJobFailure, IsATransferThatEndsWellWithFewerBytesThanItHad)
+{
+    start();
+    give("twelve bytes");
+    end();
+    endTransfer(TransferEnd::Accepted, 11);
+    expectFailure({"DEBUG: Sent 11 bytes...", "ERROR: The connection to the printer failed."});
+}
+
+TEST_F(PrintJobFailure, OfAStopStaysOneWhenTheLastTransferEndsWellButShort)
+{
+    start();
+    give("job");
+    end();
+    stop();
+    endTransfer(TransferEnd::Accepted, 2);
+    expectFailure({"DEBUG: Sent 2 bytes...", "ERROR: The job was stopped."});
 }
 
 } // namespace

@@ -58,6 +58,35 @@ TEST(LineText, TurnsControlsIntoBlanks)
     EXPECT_EQ(lineText(std::string_view("a\nb\rc\0d\x1F\x7F", 9)), "a b c d  ");
 }
 
+TEST(LineText, TurnsUnicodesOtherControlsAndLineEndsIntoBlanks)
+{
+    EXPECT_EQ(lineText("a\xC2\x80"
+                       "b\xC2\x85"
+                       "c\xC2\x9F"
+                       "d\xE2\x80\xA8"
+                       "e\xE2\x80\xA9"
+                       "f"),
+        "a b c d e f");
+    for (const char* text : {"\xC2\xA0", "\xC3\x85", "\xE2\x80\xA7", "\xE2\x80\xAA", "\xE2\x81\xA8"})
+        EXPECT_EQ(lineText(text), text) << "the neighbours stay";
+}
+
+TEST(ShortenedText, EndsWithAWholeCharacter)
+{
+    EXPECT_EQ(usb::shortened("abc", 3), "abc");
+    EXPECT_EQ(usb::shortened("abcd", 3), "abc");
+    EXPECT_EQ(usb::shortened("a\xE2\x82\xAC"
+                             "b",
+                  3),
+        "a");
+    EXPECT_EQ(usb::shortened("a\xE2\x82\xAC"
+                             "b",
+                  4),
+        "a\xE2\x82\xAC");
+    EXPECT_EQ(usb::shortened("\xFF\xFF\xFF", 2), "\xFF\xFF") << "what is no character";
+    EXPECT_EQ(usb::shortened("", 2), "");
+}
+
 TEST(LineText, TurnsWhatIsNotUtf8IntoQuestionMarks)
 {
     EXPECT_EQ(lineText("\xE9 latin"), "? latin");

@@ -172,5 +172,36 @@ TEST(ListingLine, IsOneLineOfUtf8WhateverThePrinterSays)
         "direct usb://A%0AB/%FF \"A B ?\" \"A B ? USB\" \"MFG:? ;\" \"\"\n");
 }
 
+TEST(ListingLine, StaysOneLineWhateverUnicodeTakesForALineEnd)
+{
+    const std::string ends = "\xC2\x85\xE2\x80\xA8\xE2\x80\xA9";
+    const std::string line = listingLine({"A" + ends, "B", "", 0}, "MFG:" + ends);
+    for (const char* end : {"\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"})
+        EXPECT_EQ(line.find(end), std::string::npos);
+}
+
+TEST(ListingLine, OfThreePrintersThatSayAsMuchAsTheyCanFitsIntoAListing)
+{
+    for (const char* unit : {"x", "\"", "\xE2\x82\xAC", "\xFF"}) {
+        std::string much;
+        while (much.size() < 4000)
+            much += unit;
+        const PrinterTexts texts{much, much, much, "MDL:" + much + ";MFG:" + much + ';'};
+        const PrinterURI uri = printerURI(texts, 0);
+        EXPECT_LT(3 * listingLine(uri, texts.deviceId).size(), 65536U);
+        EXPECT_EQ(parsePrinterURI(encoded(uri)), uri) << "it can still be printed on";
+    }
+}
+
+TEST(ListingLine, CutsNamesAndIdAtACharacter)
+{
+    std::string euros;
+    for (int i = 0; i < 500; ++i)
+        euros += "\xE2\x82\xAC";
+    const std::string line = listingLine({"A", euros, "", 0}, euros);
+    EXPECT_NE(line.find("\"A " + euros.substr(0, 252) + "\" "), std::string::npos);
+    EXPECT_NE(line.find(" \"" + euros.substr(0, 1023) + "\" \"\"\n"), std::string::npos);
+}
+
 } // namespace
 } // namespace harrowmint::test

@@ -91,4 +91,17 @@ void PrintJobRig::advance(Milliseconds duration)
     m_job.passTime(m_now);
 }
 
+void PrintJobRig::expectFailure(const Lines& lines)
+{
+    ASSERT_TRUE(m_job.isOver());
+    EXPECT_EQ(m_job.status(), 1);
+    EXPECT_EQ(m_lines, lines);
+    EXPECT_TRUE(m_job.room().empty()) << "nothing more is read";
+    m_job.giveBack();
+    const bool hasClaimed = m_device.count("claim") == 1 && m_device.claimResult == UsbResult::Done;
+    EXPECT_EQ(m_device.count("release"), hasClaimed ? 1 : 0);
+    const bool hasDetached = m_device.count("detach") == 1 && m_device.detachResult == UsbResult::Done;
+    EXPECT_EQ(m_device.count("attach"), hasClaimed || hasDetached ? 1 : 0);
+}
+
 } // namespace harrowmint::test

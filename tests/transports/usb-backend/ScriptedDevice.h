@@ -59,6 +59,9 @@ protected:
 
     using Lines = std::vector<std::string>;
 
+    /// The job has failed with these lines; what was taken of the device is given back.
+    void expectFailure(const Lines& lines);
+
     ScriptedDevice m_device;
     Lines m_lines;
     usb::PrintJob m_job{m_device, [this](std::string_view line) { m_lines.emplace_back(line); }};

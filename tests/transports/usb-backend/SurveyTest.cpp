@@ -85,6 +85,21 @@ TEST_F(SurveyTest, TakesTheLastOfSeveralReports)
     EXPECT_EQ(survey({first}, options)[0].texts, texts("S", "MFG:Asked;"));
 }
 
+TEST_F(SurveyTest, TellsAnUnknownIdFromNone)
+{
+    SurveyOptions options;
+    options.limit = 60s;
+    options.ask = [](const PrinterLocation& printer, const auto& report) {
+        PrinterTexts none = texts("S", "");
+        none.isIdUnknown = printer == first;
+        report(none);
+    };
+    const auto found = survey({first, second}, options);
+    ASSERT_TRUE(found[0].texts && found[1].texts);
+    EXPECT_TRUE(found[0].texts->isIdUnknown);
+    EXPECT_FALSE(found[1].texts->isIdUnknown);
+}
+
 TEST_F(SurveyTest, GoesOnWhenAPrintersProcessDies)
 {
     SurveyOptions options;
@@ -150,13 +165,90 @@ TEST(SurveyChoice, IsTheFirstOfTwoPrintersThatNobodyCanTellApart)
     EXPECT_EQ(chosen({"A", "B", "", 0}, printers, true), second);
 }
 
-TEST(SurveyChoice, KnowsAPrinterWhoseIdNobodyCouldReadByItsSerialNumber)
+/// What is known of a printer that could not be asked for its device id.
+PrinterTexts unasked(const std::string& serial, const std::string& vendor, const std::string& model)
 {
-    const std::vector<SurveyedPrinter> printers{answered(first, texts("S1", ""))};
-    EXPECT_EQ(chosen({"A", "B", "S1", 0}, printers, false), std::nullopt) << "a better match may come";
-    EXPECT_EQ(chosen({"A", "B", "S1", 0}, printers, true), first);
-    EXPECT_EQ(chosen({"A", "B", "S2", 0}, printers, true), std::nullopt);
-    EXPECT_EQ(chosen({"A", "B", "", 0}, {answered(first, texts("", ""))}, true), std::nullopt);
+    return {vendor, model, serial, "", true};
+}
+
+TEST(SurveyChoice, KnowsAPrinterThatNobodyCouldAskByItsSerialNumberAndItsVendorOrModel)
+{
+    const PrinterURI wanted{"Epson", "TM-T20", "S1", 0};
+    for (const auto& [vendor, model] :
+        {std::pair("SEIKO EPSON Corp.", "USB printer"), {"epson", ""}, {"", "tm-t20II"}}) {
+        const std::vector<SurveyedPrinter> printers{answered(first, unasked("S1", vendor, model))};
+        EXPECT_EQ(chosen(wanted, printers, false), std::nullopt) << "a better match may come";
+        EXPECT_EQ(chosen(wanted, printers, true), first) << vendor << model;
+    }
+    EXPECT_EQ(chosen(wanted, {answered(first, unasked("S2", "Epson", "TM-T20"))}, true), std::nullopt);
+    EXPECT_EQ(chosen({"Epson", "TM-T20", "S1", 1}, {answered(first, unasked("S1", "Epson", "X"))}, true), std::nullopt);
+    EXPECT_EQ(chosen({"Epson", "TM-T20", "", 0}, {answered(first, unasked("", "Epson", "X"))}, true), std::nullopt);
+}
+
+TEST(SurveyChoice, DoesNotTakeAPrinterForItsSerialNumberAlone)
+{
+    for (const auto& [vendor, model] : {std::pair("Star", "TSP100"), {"", ""}, {" ", " "}})
+        EXPECT_EQ(
+            chosen({"Epson", "TM-T20", "S1", 0}, {answered(first, unasked("S1", vendor, model))}, true), std::nullopt);
+    EXPECT_EQ(chosen({"Unknown", "Other", "S1", 0}, {answered(first, unasked("S1", "", ""))}, true), std::nullopt)
+        << "names that stand in for missing ones";
+}
+
+TEST(SurveyChoice, DoesNotTakeAPrinterThatHasNoDeviceIdForAnother)
+{
+    EXPECT_EQ(chosen({"Maker", "Other", "S1", 0}, {answered(first, texts("S1", ""))}, true), std::nullopt);
+    EXPECT_EQ(chosen({"Maker", "Model", "S1", 0}, {answered(first, texts("S1", ""))}, true), first)
+        << "this is its name";
+}
+
+TEST(SurveyChoice, TakesNoneOfSeveralPrintersThatMayBeTheOne)
+{
+    const auto one = answered(first, unasked("S1", "Epson", "X"));
+    const PrinterURI wanted{"Epson", "TM-T20", "S1", 0};
+    EXPECT_EQ(chosen(wanted, {one, answered(second, unasked("S1", "Star", "Y"))}, true), std::nullopt);
+    EXPECT_EQ(chosen(wanted, {one, {second, std::nullopt, false}}, true), std::nullopt);
+    EXPECT_EQ(chosen(wanted, {one, answered(second, unasked("S2", "Epson", "X"))}, true), first);
+    EXPECT_EQ(chosen(wanted, {one, answered(second, texts("S1"))}, true), first) << "the other is known to be another";
+}
+
+TEST(SurveyChoice, WaitsForTheIdOfAPrinterWhoseStringDescriptorsAreTheWantedNames)
+{
+    SurveyedPrinter printer{first, unasked("S1", "A", "B"), false};
+    EXPECT_EQ(chosen({"A", "B", "S1", 0}, {printer}, false), std::nullopt) << "its id may name another model";
+    printer.isFinal = true;
+    EXPECT_EQ(chosen({"A", "B", "S1", 0}, {printer}, false), first);
+}
+
+class SearchTest : public SurveyTest { };
+
+TEST_F(SearchTest, TakesAPrinterThatNobodyCouldAskOnlyWhenTheTimeIsUp)
+{
+    usb::SearchOptions search;
+    search.limit = 600ms;
+    search.connected = [] { return std::vector{first}; };
+    search.ask = [](const PrinterLocation&, const auto& report) { report(unasked("S1", "Epson", "X")); };
+    const auto start = Clock::now();
+    EXPECT_EQ(usb::find({"Epson", "TM-T20", "S1", 0}, search), first);
+    EXPECT_GE(Clock::now() - start, 400ms);
+}
+
+TEST_F(SearchTest, GoesOnUntilThePrinterCanBeAsked)
+{
+    usb::SearchOptions search;
+    search.limit = 60s;
+    int looks = 0;
+    search.connected = [&looks] {
+        ++looks;
+        return std::vector{first, second};
+    };
+    search.ask = [&looks](const PrinterLocation& printer, const auto& report) {
+        if (looks < 3 || printer == first)
+            report(unasked("S1", "A", "X"));
+        else
+            report(texts("S1"));
+    };
+    EXPECT_EQ(usb::find({"A", "B", "S1", 0}, search), second);
+    EXPECT_EQ(looks, 3);
 }
 
 TEST(SurveyChoice, FindsAPrinterWhoseTextsLookLikeOptionsOfItsAddress)

@@ -199,15 +199,18 @@ UsbResult LibusbDevice::open(const PrinterLocation& printer)
     return result(libusb_open(*found, &m_implementation->handle));
 }
 
-std::string LibusbDevice::readDeviceId()
+std::optional<std::string> LibusbDevice::readDeviceId()
 {
     std::array<unsigned char, maximumDeviceIdBytes> bytes{};
     const int count = libusb_control_transfer(m_implementation->handle, requestType, getDeviceId, 0,
         m_implementation->index(), bytes.data(), static_cast<std::uint16_t>(bytes.size()), controlTimeout);
+    if (count < 0 && count != LIBUSB_ERROR_PIPE)
+        return std::nullopt;
     if (count <= static_cast<int>(lengthBytes))
-        return {};
+        return std::string();
     // The length before the text is wrong in enough printers; what has come is the text.
-    return {reinterpret_cast<const char*>(bytes.data()) + lengthBytes, static_cast<std::size_t>(count) - lengthBytes};
+    return std::string(
+        reinterpret_cast<const char*>(bytes.data()) + lengthBytes, static_cast<std::size_t>(count) - lengthBytes);
 }
 
 bool LibusbDevice::hasKernelDriver()

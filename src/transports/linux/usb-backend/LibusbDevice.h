@@ -23,8 +23,9 @@ public:
     /// Tells what has ended; never waits.
     void handleEvents();
 
-    /// The device id that the opened printer answers; "" when it has none or does not answer within 0.5 s.
-    [[nodiscard]] std::string readDeviceId();
+    /// The device id that the opened printer answers: "" when it has none or refuses the request. Nothing when it could
+    /// not be asked, or did not answer within 0.5 s.
+    [[nodiscard]] std::optional<std::string> readDeviceId();
 
     [[nodiscard]] UsbResult open(const PrinterLocation& printer) override;
     [[nodiscard]] bool hasKernelDriver() override;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -26,12 +27,22 @@ inline constexpr std::string_view portError = "ERROR: The printer reports an err
 inline constexpr std::string_view stopped = "ERROR: The job was stopped.";
 inline constexpr std::string_view stoppedUncounted =
     "ERROR: The job was stopped; the printer may have taken more than was counted.";
+inline constexpr std::string_view brokenOff =
+    "ERROR: The program was broken off; the printer may have taken more than was counted.";
 inline constexpr std::string_view cannotReadJob = "ERROR: The job cannot be read.";
 inline constexpr std::string_view cannotWork = "ERROR: The program cannot work: ";
 
 [[nodiscard]] inline std::string sent(std::size_t bytes)
 {
     return "DEBUG: Sent " + std::to_string(bytes) + " bytes...";
+}
+
+/// `error` where a transfer that had begun could not be counted.
+[[nodiscard]] inline std::string uncounted(std::string_view error)
+{
+    if (error.substr(error.size() - std::min<std::size_t>(error.size(), 1)) == ".")
+        error.remove_suffix(1);
+    return std::string(error) + "; the printer may have taken more than was counted.";
 }
 
 [[nodiscard]] inline std::string noPermissionText(const std::string& node)

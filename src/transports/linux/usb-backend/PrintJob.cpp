@@ -3,7 +3,9 @@
 #include "transports/linux/usb-backend/Messages.h"
 
 #include <cassert>
+#include <exception>
 #include <string>
+#include <utility>
 
 namespace harrowmint::usb {
 
@@ -130,7 +132,13 @@ void PrintJob::sendNext()
     m_sending = 1 - m_sending;
     filling().count = 0;
     const Piece& piece = m_pieces.at(m_sending);
-    const UsbResult result = m_device.send(std::span(piece.bytes).first(piece.count));
+    send(std::span(piece.bytes).first(piece.count));
+}
+
+void PrintJob::send(std::span<const std::byte> bytes)
+{
+    m_sent = bytes;
+    const UsbResult result = m_device.send(bytes);
     if (result != UsbResult::Done) {
         fail(sendFailure(result));
         return;
@@ -146,18 +154,33 @@ void PrintJob::dataEnded(TransferEnd end, std::size_t accepted)
     m_inFlight = false;
     m_stalled = m_stalled || end == TransferEnd::Stalled;
     m_accepted += accepted;
+    if (end == TransferEnd::Accepted && accepted < m_sent.size())
+        end = TransferEnd::Failed; // the rest is lost: nobody knows where
     if (m_phase == Phase::Cancelling) {
         // The printer may have taken the last byte just before.
-        if (m_ended && filling().count == 0 && end == TransferEnd::Accepted)
+        const bool isWhole =
+            end == TransferEnd::Accepted || (end == TransferEnd::Cancelled && accepted == m_sent.size());
+        if (m_ended && filling().count == 0 && isWhole)
             succeed();
         else
             conclude(m_reason);
-    } else if (m_phase == Phase::Sending) {
-        if (end == TransferEnd::Accepted)
-            sendNext();
-        else
-            conclude(endFailure(end));
+    } else if (m_phase != Phase::Over) {
+        goOn(end, accepted);
     }
+}
+
+/// Goes on with the job, or ends it, after a transfer that nobody has given up.
+void PrintJob::goOn(TransferEnd end, std::size_t accepted)
+{
+    const bool isCounted = std::exchange(m_phase, Phase::Sending) == Phase::Counting && end == TransferEnd::Cancelled;
+    if (isCounted && accepted == 0)
+        conclude(m_reason);
+    else if (isCounted && accepted < m_sent.size())
+        send(m_sent.subspan(accepted)); // it takes data, if slowly
+    else if (isCounted || end == TransferEnd::Accepted)
+        sendNext();
+    else
+        conclude(endFailure(end));
 }
 
 void PrintJob::askStatus()
@@ -186,14 +209,22 @@ void PrintJob::judge(std::uint8_t status)
     const bool isBad = isPaperOut || (status & notError) == 0;
     m_badLooks = isBad ? m_badLooks + 1 : 0;
     if (m_badLooks >= badLooksThatCount)
-        fail(isPaperOut ? messages::paperOut : messages::portError);
+        cancel(Phase::Counting, isPaperOut ? messages::paperOut : messages::portError);
 }
 
 void PrintJob::stop(Time now)
 {
     m_now = now;
-    if (m_phase == Phase::Idle || m_phase == Phase::Sending)
+    if (m_phase == Phase::Idle || m_phase == Phase::Sending || m_phase == Phase::Counting)
         fail(messages::stopped);
+}
+
+void PrintJob::breakOff(std::string_view why)
+{
+    if (isOver())
+        return;
+    const std::string reason = std::string(messages::cannotWork).append(why);
+    conclude(m_inFlight ? messages::uncounted(reason) : reason);
 }
 
 /// Ends the job for `reason`, at once or when the transfer in flight has been counted.
@@ -203,8 +234,17 @@ void PrintJob::fail(std::string_view reason)
         conclude(reason);
         return;
     }
-    m_phase = Phase::Cancelling;
+    cancel(Phase::Cancelling, reason);
+}
+
+/// Has the transfer in flight end and be counted in `phase`; `reason` is why.
+void PrintJob::cancel(Phase phase, std::string_view reason)
+{
+    const bool isCancelled = m_phase == Phase::Counting;
+    m_phase = phase;
     m_reason = reason;
+    if (isCancelled)
+        return;
     m_cancelDeadline = m_now + cancelling;
     m_device.cancelData();
 }
@@ -227,7 +267,7 @@ void PrintJob::succeed()
 
 std::optional<PrintJob::Time> PrintJob::deadline() const
 {
-    if (m_phase == Phase::Cancelling)
+    if (m_phase == Phase::Counting || m_phase == Phase::Cancelling)
         return m_cancelDeadline;
     if (m_phase == Phase::Sending && m_inFlight && !m_asking)
         return m_nextLook;
@@ -240,10 +280,10 @@ void PrintJob::passTime(Time now)
     const std::optional<Time> due = deadline();
     if (!due || now < *due)
         return;
-    if (m_phase == Phase::Cancelling)
-        conclude(m_reason == messages::stopped ? messages::stoppedUncounted : m_reason);
-    else
+    if (m_phase == Phase::Sending)
         askStatus();
+    else
+        conclude(messages::uncounted(m_reason));
 }
 
 void PrintJob::giveBack()
@@ -257,6 +297,15 @@ void PrintJob::giveBack()
     if (m_claimed || m_detached)
         m_device.attachKernelDriver();
     m_stalled = m_claimed = m_detached = false;
+}
+
+void serve(PrintJob& job, const std::function<void()>& work)
+{
+    try {
+        work();
+    } catch (const std::exception& error) {
+        job.breakOff(error.what());
+    }
 }
 
 } // namespace harrowmint::usb

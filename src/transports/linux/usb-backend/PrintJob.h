@@ -17,8 +17,9 @@ public:
     using Say = std::function<void(std::string_view line)>;
 
     static constexpr std::size_t pieceBytes = 16384;
-    /// How long the printer takes no data until its port status is asked for, and how long until it is asked again. Two
-    /// bad answers running, no byte taken in between, end the job.
+    /// How long the printer takes no data until its port status is asked for, and how long until it is asked again.
+    /// After two bad answers running the transfer is cancelled, so that its bytes are counted: only when the printer
+    /// has taken none of them does the job end, otherwise the rest is sent and all this begins anew.
     static constexpr std::chrono::milliseconds patience{1000};
     static constexpr std::chrono::milliseconds secondLook{500};
     /// How long a cancelled transfer is waited for, so that its bytes are counted.
@@ -42,6 +43,8 @@ public:
 
     /// Ends the job as soon as its bytes are counted, unless the printer already has all of it.
     void stop(Time now);
+    /// Ends the job at once, its transfer uncounted, because the program cannot go on: `why`. Nothing when it is over.
+    void breakOff(std::string_view why);
     /// The next time at which `passTime` has something to do.
     [[nodiscard]] std::optional<Time> deadline() const;
     /// After each wait: first the time, then what the device tells, then what is due.
@@ -57,7 +60,7 @@ public:
     void giveBack();
 
 private:
-    enum class Phase { Idle, Sending, Cancelling, Over };
+    enum class Phase { Idle, Sending, Counting, Cancelling, Over };
 
     struct Piece {
         std::array<std::byte, pieceBytes> bytes;
@@ -69,6 +72,9 @@ private:
 
     [[nodiscard]] UsbResult take(const PrinterLocation& printer);
     void sendNext();
+    void send(std::span<const std::byte> bytes);
+    void goOn(TransferEnd end, std::size_t accepted);
+    void cancel(Phase phase, std::string_view reason);
     void judge(std::uint8_t status);
     void askStatus();
     void fail(std::string_view reason);
@@ -84,6 +90,7 @@ private:
     bool m_stalled = false;
     int m_status;
     std::array<Piece, 2> m_pieces{};
+    std::span<const std::byte> m_sent; ///< what is in flight
     std::size_t m_sending = 0; ///< the piece that is being sent, while `m_inFlight`; the other one is filled
     bool m_inFlight = false;
     bool m_ended = false; ///< the job's end has been read
@@ -96,5 +103,9 @@ private:
     Time m_cancelDeadline;
     std::string_view m_reason; ///< why it is being cancelled; a constant
 };
+
+/// Runs `work`, which starts and serves `job`; a job that it leaves by an exception is broken off, so that its device
+/// can be given back.
+void serve(PrintJob& job, const std::function<void()>& work);
 
 } // namespace harrowmint::usb

@@ -44,9 +44,14 @@ std::size_t characterBytes(std::string_view text)
     return 0;
 }
 
-bool isControl(char character)
+/// Whether the UTF-8 character is a control or ends a line.
+bool isControl(std::string_view character)
 {
-    return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+    const auto first = static_cast<unsigned char>(character.front());
+    if (character.size() == 1)
+        return first < 0x20 || first == 0x7F;
+    return (character.size() == 2 && first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0) // U+0080 to 009F
+        || character == "\xE2\x80\xA8" || character == "\xE2\x80\xA9"; // U+2028, U+2029
 }
 
 } // namespace
@@ -55,6 +60,16 @@ bool equalIgnoringCase(std::string_view left, std::string_view right)
 {
     return std::equal(
         left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) { return lower(a) == lower(b); });
+}
+
+bool agreeIgnoringCase(std::string_view left, std::string_view right)
+{
+    const std::string_view shorter = trimmed(left.size() < right.size() ? left : right);
+    const std::string_view longer = trimmed(left.size() < right.size() ? right : left);
+    return !shorter.empty()
+        && std::search(longer.begin(), longer.end(), shorter.begin(), shorter.end(),
+               [](char a, char b) { return lower(a) == lower(b); })
+        != longer.end();
 }
 
 std::string deviceIdValue(std::string_view deviceId, std::initializer_list<std::string_view> keys)
@@ -71,6 +86,18 @@ std::string deviceIdValue(std::string_view deviceId, std::initializer_list<std::
     return {};
 }
 
+std::string_view shortened(std::string_view text, std::size_t limit)
+{
+    std::size_t end = 0;
+    while (end < text.size()) {
+        const std::size_t next = end + std::max<std::size_t>(characterBytes(text.substr(end)), 1);
+        if (next > limit)
+            break;
+        end = next;
+    }
+    return text.substr(0, end);
+}
+
 std::string lineText(std::string_view text)
 {
     std::string result;
@@ -79,7 +106,7 @@ std::string lineText(std::string_view text)
         const std::size_t bytes = characterBytes(text);
         if (bytes == 0)
             result += '?';
-        else if (bytes == 1 && isControl(text.front()))
+        else if (isControl(text.substr(0, bytes)))
             result += ' ';
         else
             result += text.substr(0, bytes);

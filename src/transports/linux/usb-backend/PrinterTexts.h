@@ -12,6 +12,7 @@ struct PrinterTexts {
     std::string product;
     std::string serial;
     std::string deviceId; ///< IEEE 1284 device id, without its length
+    bool isIdUnknown = false; ///< nobody could ask for the device id; otherwise an empty one means that there is none
 
     bool operator==(const PrinterTexts&) const = default;
 };
@@ -23,8 +24,14 @@ struct PrinterTexts {
 /// Whether the texts differ in the case of ASCII letters at most.
 [[nodiscard]] bool equalIgnoringCase(std::string_view left, std::string_view right);
 
-/// `text` as it may stand on a line of a listing: control characters become blanks, bytes that are not UTF-8 question
-/// marks.
+/// Whether both hold more than blanks and one is contained in the other, in either case of ASCII letters.
+[[nodiscard]] bool agreeIgnoringCase(std::string_view left, std::string_view right);
+
+/// The beginning of `text`, `limit` bytes at most, that ends with a whole character.
+[[nodiscard]] std::string_view shortened(std::string_view text, std::size_t limit);
+
+/// `text` as it may stand on a line of a listing: control characters and whatever else ends a line (Unicode's C1
+/// controls, line and paragraph separators) become blanks, bytes that are not UTF-8 question marks.
 [[nodiscard]] std::string lineText(std::string_view text);
 
 } // namespace harrowmint::usb

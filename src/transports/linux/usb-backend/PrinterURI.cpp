@@ -14,6 +14,10 @@ constexpr std::string_view interfaceOption = "interface=";
 constexpr std::string_view encodedInVendor = "\"#%/:<>?@[\\]^`{|}";
 constexpr std::string_view encodedElsewhere = "%";
 
+/// What is longer is no name: three printers that say as much as they can still fit into a listing of 65536 bytes.
+constexpr std::size_t maximumNameBytes = 256;
+constexpr std::size_t maximumIdBytes = 1024;
+
 std::string percentEncoded(std::string_view text, std::string_view reserved)
 {
     constexpr char digits[] = "0123456789ABCDEF";
@@ -123,6 +127,8 @@ PrinterURI printerURI(const PrinterTexts& texts, int interface)
         result.vendor = "Unknown";
     result.model = model.empty() ? std::string("Printer") : std::string(withoutVendor(model, result.vendor));
     result.serial = asciiText(texts.serial);
+    for (std::string* text : {&result.vendor, &result.model, &result.serial})
+        text->resize(shortened(*text, maximumNameBytes).size());
     result.interface = interface;
     return result;
 }
@@ -167,9 +173,10 @@ bool matches(const PrinterURI& wanted, const PrinterURI& found)
 
 std::string listingLine(const PrinterURI& uri, std::string_view deviceId)
 {
-    const std::string name = withoutQuotes(lineText(uri.vendor + ' ' + uri.model));
-    return "direct " + encoded(uri) + " \"" + name + "\" \"" + name + " USB\" \"" + withEscapes(lineText(deviceId))
-        + "\" \"\"\n";
+    const std::string name =
+        withoutQuotes(std::string(shortened(lineText(uri.vendor + ' ' + uri.model), maximumNameBytes)));
+    const std::string id = withEscapes(shortened(lineText(deviceId), maximumIdBytes));
+    return "direct " + encoded(uri) + " \"" + name + "\" \"" + name + " USB\" \"" + id + "\" \"\"\n";
 }
 
 } // namespace harrowmint::usb

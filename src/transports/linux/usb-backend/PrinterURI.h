@@ -19,7 +19,8 @@ struct PrinterURI {
 };
 
 /// The address of the printer that says `texts` of itself, as the printing system's own backend forms it: vendor and
-/// model from the device id, else from the string descriptors; the serial number from the string descriptor alone.
+/// model from the device id, else from the string descriptors; the serial number from the string descriptor alone. Each
+/// is cut at 256 bytes.
 [[nodiscard]] PrinterURI printerURI(const PrinterTexts& texts, int interface);
 
 /// "usb://VENDOR/MODEL?serial=SERIAL&interface=N" without what there is none of: printable ASCII without blanks,
@@ -34,7 +35,7 @@ struct PrinterURI {
 [[nodiscard]] bool matches(const PrinterURI& wanted, const PrinterURI& found);
 
 /// The line of a listing: `direct URI "VENDOR MODEL" "VENDOR MODEL USB" "device id" ""`, with its line feed. Valid
-/// UTF-8; no quotation mark stands inside the first two texts.
+/// UTF-8; no quotation mark stands inside the first two texts. The name is cut at 256 bytes, the device id at 1024.
 [[nodiscard]] std::string listingLine(const PrinterURI& uri, std::string_view deviceId);
 
 } // namespace harrowmint::usb

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace harrowmint::usb {
@@ -17,30 +16,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// How soon to look again for a printer that is not there.
-constexpr milliseconds searchInterval{150};
-
-bool waitForStop(int stop, milliseconds limit)
+bool isStopped(int stop)
 {
     pollfd watched{stop, POLLIN, 0};
-    return ::poll(&watched, 1, static_cast<int>(std::max(limit, milliseconds::zero()).count())) != 0;
-}
-
-/// Looks for the printer until it is there, the time is up, or the job is stopped.
-std::optional<PrinterLocation> search(const PrinterURI& uri, int stop)
-{
-    const Clock::time_point deadline = Clock::now() + absentLimit;
-    do {
-        SurveyOptions options;
-        options.limit = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-        options.stopDescriptor = stop;
-        options.isEnough = [&uri](const std::vector<SurveyedPrinter>& printers) {
-            return chosen(uri, printers, false).has_value();
-        };
-        if (auto location = chosen(uri, survey(connectedPrinters(), options), true))
-            return location;
-    } while (!waitForStop(stop, searchInterval) && Clock::now() < deadline);
-    return std::nullopt;
+    return ::poll(&watched, 1, 0) != 0;
 }
 
 /// Serves one job until its last word: the job's bytes, the device's events, the stop and the clock.
@@ -72,6 +51,7 @@ private:
         m_job.passTime(now);
         if (watched.back().revents != 0) {
             m_stop = -1;
+            sayWithoutWaiting();
             m_job.stop(Clock::now());
         }
         if (watched[watched.size() - 2].revents != 0)
@@ -106,20 +86,6 @@ private:
     int m_stop;
 };
 
-void tell(int report, int status)
-{
-    const char byte = static_cast<char>(status);
-    static_cast<void>(!::write(report, &byte, 1));
-}
-
-/// Whoever reads our streams is not kept waiting by what follows.
-void leaveStreams()
-{
-    const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
-        ::dup2(null, stream);
-}
-
 [[noreturn]] void endWithout(std::string_view reason, int report)
 {
     say(reason);
@@ -133,21 +99,36 @@ void print(const PrinterURI& uri, int stop, int report)
 {
     // Nobody waits for the processes of a survey.
     std::signal(SIGCHLD, SIG_IGN);
-    const std::optional<PrinterLocation> printer = search(uri, stop);
-    if (waitForStop(stop, {}))
+    SearchOptions search;
+    search.limit = absentLimit;
+    search.stopDescriptor = stop;
+    const std::optional<PrinterLocation> printer = find(uri, search);
+    if (isStopped(stop)) {
+        sayWithoutWaiting();
         endWithout(messages::stopped, report);
+    }
     if (!printer)
         endWithout(messages::absent, report);
     LibusbDevice device;
     PrintJob job(device, say);
     device.listen(job.listener());
-    job.start(*printer);
-    Printing(device, job, stop).run();
+    announce(report, *printer);
+    serve(job, [&] {
+        job.start(*printer);
+        Printing(device, job, stop).run();
+    });
     tell(report, job.status());
     leaveStreams();
     job.giveBack();
     // What may still be in flight ends with the process.
     ::_exit(job.status());
+}
+
+void handBack(const PrinterLocation& printer)
+{
+    LibusbDevice device;
+    if (device.open(printer) == UsbResult::Done)
+        device.attachKernelDriver();
 }
 
 } // namespace harrowmint::usb

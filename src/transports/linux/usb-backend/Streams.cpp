@@ -9,7 +9,7 @@ namespace harrowmint::usb {
 
 namespace {
 
-constexpr int readerPatience = 100; // ms
+int readerPatience = 100; // ms
 
 } // namespace
 
@@ -22,6 +22,11 @@ void say(std::string_view line)
         static_cast<void>(!::write(STDERR_FILENO, bytes.data(), bytes.size()));
 }
 
+void sayWithoutWaiting()
+{
+    readerPatience = 0;
+}
+
 bool settleStreams()
 {
     bool hasError = true;
@@ -32,6 +37,13 @@ bool settleStreams()
         static_cast<void>(::open("/dev/null", O_WRONLY)); // takes the lowest number
     }
     return hasError;
+}
+
+void leaveStreams()
+{
+    const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        ::dup2(null, stream);
 }
 
 } // namespace harrowmint::usb

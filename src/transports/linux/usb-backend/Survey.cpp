@@ -22,30 +22,38 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+/// How soon to look again for a printer that is not there.
+constexpr milliseconds searchInterval{150};
 constexpr int reportDescriptor = 3;
 /// Four texts of a page each, twice.
 constexpr std::size_t maximumReportBytes = 65536;
-constexpr std::size_t textsInReport = 4;
+constexpr std::size_t textsInReport = 5; // the last one says whether the id is unknown
+constexpr char unknownId[] = "?";
 
 void ask(const PrinterLocation& printer, const std::function<void(const PrinterTexts&)>& report)
 {
     PrinterTexts texts = knownTexts(printer);
+    texts.isIdUnknown = texts.deviceId.empty();
     report(texts);
-    if (!texts.deviceId.empty())
+    if (!texts.isIdUnknown)
         return;
     LibusbDevice device;
-    if (device.open(printer) == UsbResult::Done) {
-        texts.deviceId = device.readDeviceId();
+    if (device.open(printer) != UsbResult::Done)
+        return;
+    if (std::optional<std::string> deviceId = device.readDeviceId()) {
+        texts.deviceId = std::move(*deviceId);
+        texts.isIdUnknown = false;
         report(texts);
     }
 }
 
-/// A report: four texts, each with a zero byte behind it. Texts hold none.
+/// A report: its texts, each with a zero byte behind it. They hold none.
 std::string written(const PrinterTexts& texts)
 {
     std::string result;
     for (const std::string* text : {&texts.manufacturer, &texts.product, &texts.serial, &texts.deviceId})
         result.append(text->substr(0, text->find('\0'))) += '\0';
+    result.append(texts.isIdUnknown ? unknownId : "") += '\0';
     return result;
 }
 
@@ -59,7 +67,7 @@ std::optional<PrinterTexts> lastReport(const std::string& bytes)
     if (whole == 0)
         return std::nullopt;
     const auto text = [&](std::size_t i) { return texts.at(whole - textsInReport + i); };
-    return PrinterTexts{text(0), text(1), text(2), text(3)};
+    return PrinterTexts{text(0), text(1), text(2), text(3), text(4) == unknownId};
 }
 
 /// What runs in a printer's process; it holds nothing of its parent's open files but its end of the pipe.
@@ -149,6 +157,11 @@ std::vector<SurveyedPrinter> found(const std::vector<PrinterLocation>& locations
     return result;
 }
 
+milliseconds untilThen(Clock::time_point time)
+{
+    return std::max(std::chrono::ceil<milliseconds>(time - Clock::now()), milliseconds::zero());
+}
+
 /// Waits until one of `askers` has said something, and takes it. False when `deadline` or the stop came first.
 bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
 {
@@ -157,8 +170,7 @@ bool listen(std::vector<Asker>& askers, int stop, Clock::time_point deadline)
     for (const Asker& asker : askers)
         watched.push_back({asker.descriptor(), POLLIN, 0});
     watched.push_back({stop, POLLIN, 0});
-    const auto wait = std::max(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds::zero());
-    const int ready = ::poll(watched.data(), watched.size(), static_cast<int>(wait.count()));
+    const int ready = ::poll(watched.data(), watched.size(), static_cast<int>(untilThen(deadline).count()));
     if (ready == 0 || (ready < 0 && errno != EINTR) || (ready > 0 && watched.back().revents != 0))
         return false;
     for (std::size_t i = 0; ready > 0 && i < askers.size(); ++i) {
@@ -173,6 +185,40 @@ PrinterURI address(const SurveyedPrinter& printer)
 {
     const PrinterURI made = printerURI(*printer.texts, printer.location.interface);
     return parsePrinterURI(encoded(made)).value_or(made);
+}
+
+/// Whether the string descriptors of `printer` speak for `wanted`; the names that stand in for missing ones do not.
+bool speakFor(const PrinterURI& wanted, const SurveyedPrinter& printer)
+{
+    const PrinterURI found = address(printer);
+    return (!printer.texts->manufacturer.empty() && agreeIgnoringCase(wanted.vendor, found.vendor))
+        || (!printer.texts->product.empty() && agreeIgnoringCase(wanted.model, found.model));
+}
+
+/// The one printer that may be `wanted` though nobody could ask for its device id. Nothing when there are several: a
+/// serial number alone tells little, and one that says nothing at all may be the wanted one too.
+std::optional<PrinterLocation> withoutId(const PrinterURI& wanted, const std::vector<SurveyedPrinter>& printers)
+{
+    const SurveyedPrinter* candidate = nullptr;
+    for (const SurveyedPrinter& printer : printers) {
+        if (!printer.texts)
+            return std::nullopt;
+        if (!printer.texts->isIdUnknown || address(printer).serial != wanted.serial)
+            continue;
+        if (candidate != nullptr)
+            return std::nullopt;
+        candidate = &printer;
+    }
+    if (candidate == nullptr || !speakFor(wanted, *candidate)
+        || (wanted.interface != 0 && wanted.interface != candidate->location.interface))
+        return std::nullopt;
+    return candidate->location;
+}
+
+bool isStopped(int stop, milliseconds limit)
+{
+    pollfd watched{stop, POLLIN, 0};
+    return ::poll(&watched, 1, static_cast<int>(limit.count())) != 0;
 }
 
 } // namespace
@@ -201,16 +247,33 @@ std::optional<PrinterLocation> chosen(
         const bool isWaitedFor = !printer.isFinal && wanted.serial.empty() && !isLast;
         if (isWaitedFor)
             return std::nullopt;
-        if (printer.texts && matches(wanted, address(printer)))
+        const bool isPreliminary = printer.texts && printer.texts->isIdUnknown && !printer.isFinal && !isLast;
+        if (printer.texts && !isPreliminary && matches(wanted, address(printer)))
             return printer.location;
     }
-    if (!isLast || wanted.serial.empty())
-        return std::nullopt;
-    for (const SurveyedPrinter& printer : printers) {
-        if (printer.texts && printer.texts->deviceId.empty() && address(printer).serial == wanted.serial)
-            return printer.location;
+    return isLast && !wanted.serial.empty() ? withoutId(wanted, printers) : std::nullopt;
+}
+
+std::optional<PrinterLocation> find(const PrinterURI& wanted, const SearchOptions& search)
+{
+    const Clock::time_point deadline = Clock::now() + search.limit;
+    SurveyOptions options;
+    options.stopDescriptor = search.stopDescriptor;
+    options.ask = search.ask;
+    options.isEnough = [&wanted](const std::vector<SurveyedPrinter>& printers) {
+        return chosen(wanted, printers, false).has_value();
+    };
+    while (true) {
+        options.limit = untilThen(deadline);
+        const std::vector<SurveyedPrinter> printers = survey(search.connected(), options);
+        // The last look has an interval's time for its answers.
+        const milliseconds wait = std::min(searchInterval, untilThen(deadline) - searchInterval);
+        const bool isLast = wait <= milliseconds::zero();
+        if (auto location = chosen(wanted, printers, isLast); location || isLast)
+            return location;
+        if (isStopped(search.stopDescriptor, wait))
+            return std::nullopt;
     }
-    return std::nullopt;
 }
 
 } // namespace harrowmint::usb

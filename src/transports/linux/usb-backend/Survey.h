@@ -36,9 +36,20 @@ struct SurveyOptions {
     const std::vector<PrinterLocation>& locations, const SurveyOptions& options);
 
 /// The first printer of `printers` that `wanted` may be sent to. Without a serial number the first in order counts, so
-/// one that has not answered is waited for unless `isLast`; then, too, a printer whose device id nobody could read is
-/// known by its serial number alone.
+/// one that has not answered is waited for unless `isLast`. Then, too, a printer counts whose device id nobody could
+/// ask for: if it alone has the wanted serial number and its string descriptors agree with the wanted vendor or model.
 [[nodiscard]] std::optional<PrinterLocation> chosen(
     const PrinterURI& wanted, const std::vector<SurveyedPrinter>& printers, bool isLast);
+
+struct SearchOptions {
+    std::chrono::milliseconds limit{1500};
+    int stopDescriptor = -1; ///< the search ends without a result when this is readable or hung up
+    std::function<std::vector<PrinterLocation>()> connected = [] { return connectedPrinters(); };
+    decltype(SurveyOptions::ask) ask; ///< see there
+};
+
+/// Looks for the printer again and again until it is there or the time is up; only the last look's choice is made as
+/// the last one (see `chosen`). Throws as `survey` does.
+[[nodiscard]] std::optional<PrinterLocation> find(const PrinterURI& wanted, const SearchOptions& search);
 
 } // namespace harrowmint::usb
