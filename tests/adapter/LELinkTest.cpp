@@ -353,4 +353,39 @@ TEST_F(BluezLELinks, EndWithTheirCentral)
     EXPECT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("Disconnect")) == 1; }));
 }
 
+TEST_F(BluezLELinks, WhoseChannelAloneIsLostAreLetGo)
+{
+    startWithPrinter();
+    switchOn();
+    connectPrinter();
+    openChannel(LEWriteType::withoutResponse);
+    m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("delay"), 500}});
+    m_bluez.hangUp(writePath);
+    ASSERT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("Disconnect")) == 1; }));
+    EXPECT_FALSE(m_events.has("disconnected")) << "still up";
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_EQ(m_central->peripheralState(printer), LEPeripheralState::disconnected);
+    letPass(300ms);
+    EXPECT_EQ(m_events.count("disconnected"), 1);
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 1);
+}
+
+TEST_F(BluezLELinks, WhoseChannelIsLostStayWithTheOtherCentralThatUsesThem)
+{
+    startWithPrinter();
+    switchOn();
+    makeCentral();
+    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    connectPrinter();
+    m_other->connect(printer);
+    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    openChannel(LEWriteType::withoutResponse);
+    m_bluez.hangUp(writePath);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 0);
+    m_other->cancelConnection(printer);
+    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("disconnected"); }));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 1);
+}
+
 } // namespace adapter

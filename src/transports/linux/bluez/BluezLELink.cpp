@@ -187,7 +187,7 @@ void BluezLELink::lose()
 void BluezLELink::stayInDoubt()
 {
     m_seenDown = !isUp();
-    m_timer = m_with.queue.after(bluez::doubt, [this] { end(BluezLinkEnd::disconnected); });
+    m_timer = m_with.queue.after(bluez::doubt, [this] { letGo(); });
 }
 
 void BluezLELink::endIfStillDown(BluezLinkEnd how)
@@ -207,6 +207,12 @@ void BluezLELink::cancel()
     closeChannel();
     m_timer.cancel();
     m_again = false;
+    letGo();
+}
+
+/// The end is reported once BlueZ has ended the link, when that is up to this process, and otherwise soon.
+void BluezLELink::letGo()
+{
     m_phase = Phase::cancelling;
     m_wantedServices.reset();
     const auto known = device();

@@ -61,7 +61,7 @@ public:
     void evaluate();
 
     [[nodiscard]] LEPeripheralState state() const;
-    /// Whether `cancel` was called and not yet answered.
+    /// Whether the link is being let go of and its end not yet reported.
     [[nodiscard]] bool isCancelling() const { return m_phase == Phase::cancelling; }
 
     void discoverServices(const std::vector<GattUuid>& services);
@@ -78,7 +78,7 @@ private:
         connecting, ///< BlueZ was asked
         connected,
         doubtful, ///< it looks lost; what else is lost shows soon
-        cancelling,
+        cancelling, ///< let go of, by the user or after a loss
         ended,
     };
 
@@ -90,6 +90,7 @@ private:
     void connectLater();
     void becomeConnected();
     void endIfStillDown(BluezLinkEnd end);
+    void letGo();
     void askToDisconnect(const QString& devicePath);
     void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);
     void endIfCancelled();
