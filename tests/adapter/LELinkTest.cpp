@@ -388,4 +388,57 @@ TEST_F(BluezLELinks, WhoseChannelIsLostStayWithTheOtherCentralThatUsesThem)
     EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 1);
 }
 
+TEST_F(BluezLELinks, TornDownByOneCentralAreNotUsedByAnother)
+{
+    startWithPrinter();
+    switchOn();
+    makeCentral();
+    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    connectPrinter();
+    m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("delay"), 1000}});
+    m_central->cancelConnection(printer);
+    letPass(5ms);
+    m_other->connect(printer);
+    letPass(300ms);
+    EXPECT_FALSE(m_otherEvents.has("connected"));
+    EXPECT_EQ(m_other->peripheralState(printer), LEPeripheralState::connecting);
+    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    letPass(500ms);
+    EXPECT_FALSE(m_otherEvents.has("disconnected"));
+    EXPECT_EQ(m_other->peripheralState(printer), LEPeripheralState::connected);
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 2);
+}
+
+TEST_F(BluezLELinks, OfACentralThatIsGoneAreNotUsedByAnotherWhileTheyAreTornDown)
+{
+    startWithPrinter();
+    switchOn();
+    makeCentral();
+    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    connectPrinter();
+    m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("delay"), 500}});
+    m_central.reset();
+    m_other->connect(printer);
+    letPass(200ms);
+    EXPECT_FALSE(m_otherEvents.has("connected"));
+    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 2);
+}
+
+TEST_F(BluezLELinks, ThatOneCentralCouldNotTearDownAreUsedByAnotherAfterTenSeconds)
+{
+    startWithPrinter();
+    switchOn();
+    makeCentral();
+    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    connectPrinter();
+    m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("mute"), true}});
+    m_central->cancelConnection(printer);
+    m_other->connect(printer);
+    letPass(9'000ms);
+    EXPECT_FALSE(m_otherEvents.has("connected"));
+    EXPECT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+}
+
 } // namespace adapter

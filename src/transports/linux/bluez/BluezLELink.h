@@ -73,7 +73,7 @@ public:
 
 private:
     enum class Phase {
-        waiting, ///< to ask BlueZ to connect
+        waiting, ///< to ask BlueZ to connect, which it may not yet, or for the end of an earlier link
         pausing, ///< somebody else is connecting; ask again soon
         connecting, ///< BlueZ was asked
         connected,
@@ -84,6 +84,7 @@ private:
 
     [[nodiscard]] std::optional<BluezDevice> device() const;
     [[nodiscard]] bool isUp() const;
+    [[nodiscard]] bool isEnding() const;
     void tryConnect();
     void askToConnect(const QString& devicePath);
     void connectReplied(const QDBusMessage& reply);
@@ -106,6 +107,7 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
+    bool m_ending = false; ///< marked as ending by this one
     bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
     bool m_again = false; ///< a new link was asked for before the end of the old one
     int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
