@@ -44,16 +44,6 @@ LECentral& LEPrinterLink::central()
     return *m_central;
 }
 
-bool LEPrinterLink::awaits(Step step, const QUuid& peripheral) const
-{
-    return m_phase == Phase::connecting && m_step == step && m_peripheral == peripheral;
-}
-
-bool LEPrinterLink::sendsTo(const QUuid& peripheral) const
-{
-    return m_phase == Phase::sending && m_peripheral == peripheral;
-}
-
 // Discovery
 
 void LEPrinterLink::discover(const std::optional<QString>& selected, DiscoveryCompletion completion)
@@ -254,6 +244,8 @@ void LEPrinterLink::readyToWrite(const QUuid& peripheral)
 {
     if (sendsTo(peripheral))
         pump();
+    else if (m_phase == Phase::settling && !m_pacing && m_peripheral == peripheral)
+        endSettling();
 }
 
 void LEPrinterLink::valueWritten(const QUuid& peripheral, const LEChannel& channel, bool failed)
@@ -283,12 +275,19 @@ void LEPrinterLink::afterPause()
 {
     m_pacing.reset();
     if (m_phase == Phase::settling) {
-        finish(std::nullopt, false);
+        endSettling();
         return;
     }
     m_afterPause = true;
     pump();
     m_afterPause = false;
+}
+
+/// Nobody answers a write without response: as long as the system keeps some of it back, nothing is certain.
+void LEPrinterLink::endSettling()
+{
+    if (m_writeType == LEWriteType::withResponse || central().hasHandedOver(*m_peripheral))
+        finish(std::nullopt, false);
 }
 
 // Ends

@@ -67,8 +67,14 @@ private:
     void readyToWrite(const QUuid& peripheral) override;
 
     LECentral& central();
-    [[nodiscard]] bool awaits(Step step, const QUuid& peripheral) const;
-    [[nodiscard]] bool sendsTo(const QUuid& peripheral) const;
+    [[nodiscard]] bool awaits(Step step, const QUuid& peripheral) const
+    {
+        return m_phase == Phase::connecting && m_step == step && m_peripheral == peripheral;
+    }
+    [[nodiscard]] bool sendsTo(const QUuid& peripheral) const
+    {
+        return m_phase == Phase::sending && m_peripheral == peripheral;
+    }
 
     void startScan();
     void finishScan();
@@ -83,6 +89,7 @@ private:
     void pump();
     void schedule(int count);
     void afterPause();
+    void endSettling();
 
     void fail(QStringView message);
     void failWithoutBluetooth(LECentralState state);

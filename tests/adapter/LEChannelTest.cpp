@@ -109,6 +109,35 @@ TEST_F(BluezLEChannels, APrinterThatDoesNotKeepUpIsWaitedFor)
     EXPECT_TRUE(waitForBytes(bytes));
 }
 
+TEST_F(BluezLEChannels, AreHandedOverOnceBlueZHasReadTheLastPacket)
+{
+    openChannelOf(withoutResponse, bothFlags);
+    EXPECT_TRUE(m_central->hasHandedOver(printer)) << "nothing was written";
+    m_bluez.stall(true);
+    sendAll(pattern(100), 100);
+    EXPECT_TRUE(m_central->canSendWriteWithoutResponse(printer));
+    EXPECT_FALSE(m_central->hasHandedOver(printer));
+    letPass(100ms);
+    EXPECT_FALSE(m_events.has("ready"));
+    m_bluez.stall(false);
+    ASSERT_TRUE(waitForEvent("ready"));
+    EXPECT_TRUE(m_central->hasHandedOver(printer));
+    letPass(100ms);
+    EXPECT_EQ(m_events.count("ready"), 1);
+}
+
+TEST_F(BluezLEChannels, AreHandedOverOnceTheLastWriteCommandIsTaken)
+{
+    behaveWithError("AcquireWrite", "org.bluez.Error.NotSupported", "Operation is not supported");
+    openChannelOf(withoutResponse, bothFlags);
+    behaveWithError("WriteValue", "org.bluez.Error.NotPermitted", "Write acquired", 2);
+    m_central->write(printer, channel, pattern(20), withoutResponse);
+    EXPECT_FALSE(m_central->hasHandedOver(printer));
+    ASSERT_TRUE(waitForEvent("ready"));
+    EXPECT_EQ(m_bluez.received(writePath), pattern(20));
+    EXPECT_TRUE(m_central->hasHandedOver(printer));
+}
+
 TEST_F(BluezLEChannels, WhereItCannotBeAcquiredWriteCommandsGoOutOneByOne)
 {
     behaveWithError("AcquireWrite", "org.bluez.Error.NotSupported", "Operation is not supported");

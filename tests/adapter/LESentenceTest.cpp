@@ -53,6 +53,34 @@ TEST_F(BluezLESentences, NoneWhenAllIsWellAndTheBytesAreUnaltered)
     EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 1) << "the printer stays connected";
 }
 
+TEST_F(BluezLESentences, NoneBeforeBlueZHasReadTheLastPacket)
+{
+    startWithPrinter();
+    m_bluez.stall(true);
+    const QByteArray shortReceipt = pattern(100);
+    const Outcome outcome = printReceipt(shortReceipt);
+    letPass(3'000ms);
+    EXPECT_FALSE(outcome->has_value());
+    EXPECT_EQ(m_bluez.received(writePath), QByteArray());
+    m_bluez.stall(false);
+    EXPECT_EQ(sentence(outcome), QString());
+    EXPECT_EQ(m_bluez.received(writePath), shortReceipt);
+}
+
+TEST_F(BluezLESentences, NoneBeforeBlueZHasTakenTheLastWriteCommand)
+{
+    startWithPrinter();
+    m_bluez.behave(
+        QStringLiteral("AcquireWrite"), {{QStringLiteral("error"), QStringLiteral("org.bluez.Error.NotSupported")}});
+    m_bluez.behave(QStringLiteral("WriteValue"),
+        {{QStringLiteral("error"), QStringLiteral("org.bluez.Error.NotPermitted")},
+            {QStringLiteral("text"), QStringLiteral("Write acquired")}, {QStringLiteral("times"), 25}});
+    const QByteArray shortReceipt = pattern(100);
+    const Outcome outcome = printReceipt(shortReceipt);
+    EXPECT_EQ(sentence(outcome), QString());
+    EXPECT_EQ(m_bluez.received(writePath), shortReceipt);
+}
+
 TEST_F(BluezLESentences, AdapterSwitchedOff)
 {
     startWithPrinter();

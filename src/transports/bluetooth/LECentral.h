@@ -163,6 +163,12 @@ public:
     [[nodiscard]] virtual int maximumWriteLength(const QUuid& peripheral, LEWriteType type) const = 0;
     /// Whether a write without response would be taken now. After a false answer `readyToWrite` follows when it would.
     [[nodiscard]] virtual bool canSendWriteWithoutResponse(const QUuid& peripheral) = 0;
+    /// Whether the system has taken over all that was written without response. After a false answer `readyToWrite`
+    /// follows when it has. Where the system tells only whether it would take another write, that is the answer.
+    [[nodiscard]] virtual bool hasHandedOver(const QUuid& peripheral)
+    {
+        return canSendWriteWithoutResponse(peripheral);
+    }
     /// Writes `bytes`, at most `maximumWriteLength`, to the open channel, in the order of the calls. With response: one
     /// at a time, answered by `valueWritten`. Without response: only after `canSendWriteWithoutResponse` said true, not
     /// answered; where the system reports that such a write has failed, the connection counts as lost.

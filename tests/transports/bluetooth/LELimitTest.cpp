@@ -57,6 +57,51 @@ TEST_P(LELimit, EndsAtTheWatchdogWhenThePrinterIsNeverReady)
     EXPECT_EQ(ended.time, expected.watchdog);
 }
 
+TEST_P(LELimit, SucceedsOnlyOnceTheLastWriteWithoutResponseIsHandedOver)
+{
+    rig.world.offerOnly(LEWriteType::withoutResponse);
+    rig.world.written = [this](FakePeripheral& printer) {
+        if (printer.received() == rig.stream())
+            rig.world.setCongested(true);
+    };
+    const auto ended = rig.start();
+    rig.clock->advance(expected.settle + 10s);
+    ASSERT_TRUE(rig.world.congested());
+    EXPECT_FALSE(ended->has_value());
+    rig.world.setCongested(false);
+    rig.clock->advance(1ms);
+    ASSERT_TRUE(ended->has_value());
+    EXPECT_EQ((*ended)->message, QString());
+    EXPECT_EQ(rig.world.printer().received(), rig.stream());
+    EXPECT_EQ(rig.clock->pending(), 0U);
+}
+
+TEST_P(LELimit, SettlesInFullThoughTheLastWriteIsHandedOverBefore)
+{
+    rig.world.offerOnly(LEWriteType::withoutResponse);
+    rig.run();
+    const auto ended = rig.start();
+    rig.clock->runUntil([this] { return rig.world.printer().received() == rig.stream() + rig.stream(); }, 20s);
+    rig.world.events().readyToWrite(FakeLE::identifier());
+    rig.clock->advance(expected.settle - 1ms);
+    EXPECT_FALSE(ended->has_value());
+    rig.clock->advance(1ms);
+    EXPECT_TRUE(ended->has_value());
+}
+
+TEST_P(LELimit, WarnsAtTheWatchdogWhenTheLastWriteIsNeverHandedOver)
+{
+    rig.world.offerOnly(LEWriteType::withoutResponse);
+    rig.world.written = [this](FakePeripheral& printer) {
+        if (printer.received() == rig.stream())
+            rig.world.setCongested(true);
+    };
+    const Ended ended = rig.run();
+    EXPECT_EQ(rig.world.printer().received(), rig.stream());
+    EXPECT_EQ(ended.message, expected.capital() + QStringLiteral(" printer did not finish in time.") + paperWarning);
+    EXPECT_EQ(ended.time, expected.watchdog);
+}
+
 TEST_P(LELimit, LeavesNoTimerBehindAJob)
 {
     rig.run();

@@ -266,6 +266,12 @@ bool BluezLECentral::canSendWriteWithoutResponse(const QUuid& peripheral)
     return open != nullptr && open->canSend();
 }
 
+bool BluezLECentral::hasHandedOver(const QUuid& peripheral)
+{
+    BluezLEChannel* const open = channel(peripheral);
+    return open != nullptr && open->hasHandedOver();
+}
+
 void BluezLECentral::write(
     const QUuid& peripheral, const LEChannel& /*channel*/, const QByteArray& bytes, LEWriteType /*type*/)
 {

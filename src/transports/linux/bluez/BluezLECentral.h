@@ -46,6 +46,7 @@ public:
     void closeChannel(const QUuid& peripheral) override;
     [[nodiscard]] int maximumWriteLength(const QUuid& peripheral, LEWriteType type) const override;
     [[nodiscard]] bool canSendWriteWithoutResponse(const QUuid& peripheral) override;
+    [[nodiscard]] bool hasHandedOver(const QUuid& peripheral) override;
     void write(const QUuid& peripheral, const LEChannel& channel, const QByteArray& bytes, LEWriteType type) override;
 
 private:

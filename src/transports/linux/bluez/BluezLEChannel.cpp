@@ -13,6 +13,8 @@ constexpr int smallestMtu = 23;
 constexpr int writeHeaderBytes = 3;
 /// BlueZ reads no more of a packet, and no attribute is longer.
 constexpr int largestValue = 512;
+/// A socket does not say when the other end has read everything.
+constexpr std::chrono::milliseconds lookAgain{20};
 
 /// Another one holds the characteristic, or is writing to it: nothing of this request was sent.
 bool isTaken(const QDBusMessage& reply)
@@ -149,6 +151,30 @@ void BluezLEChannel::socketWritable()
     if (!m_packet.isEmpty() || !std::exchange(m_readyOwed, false))
         return;
     m_events.ready();
+}
+
+bool BluezLEChannel::hasHandedOver()
+{
+    if (m_phase != Phase::open)
+        return false;
+    const bool has = m_packet.isEmpty() && (m_socket == nullptr || m_socket->isDrained());
+    if (!has) {
+        m_readyOwed = true;
+        // A packet that still waits brings `ready` by itself.
+        if (m_packet.isEmpty())
+            m_timer = m_queue.after(lookAgain, [this] { lookWhetherRead(); });
+    }
+    return has;
+}
+
+void BluezLEChannel::lookWhetherRead()
+{
+    if (m_phase != Phase::open)
+        return;
+    if (!m_socket->isDrained())
+        m_timer = m_queue.after(lookAgain, [this] { lookWhetherRead(); });
+    else if (std::exchange(m_readyOwed, false))
+        m_events.ready();
 }
 
 void BluezLEChannel::writeValue()

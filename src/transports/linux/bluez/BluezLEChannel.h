@@ -15,7 +15,7 @@ namespace harrowmint {
 /// it may close it.
 struct BluezLEChannelEvents {
     std::function<void()> opened;
-    std::function<void()> ready; ///< `canSend` is true again
+    std::function<void()> ready; ///< `canSend`, or `hasHandedOver`, is true again
     std::function<void(bool failed)> written; ///< one write with response
     std::function<void()> lost; ///< BlueZ has let go of the characteristic; nothing follows
 };
@@ -37,6 +37,8 @@ public:
     [[nodiscard]] int maximumWriteLength() const { return m_maximumLength; }
     /// Whether a write without response would be taken; `ready` follows a false answer.
     [[nodiscard]] bool canSend();
+    /// Whether BlueZ has taken all that was written without response; `ready` follows a false answer.
+    [[nodiscard]] bool hasHandedOver();
     /// Sends or queues one packet, at most `maximumWriteLength` long, after the one before has been taken.
     void write(const QByteArray& bytes);
 
@@ -50,6 +52,7 @@ private:
     void open(int mtu);
     void sendPacket();
     void socketWritable();
+    void lookWhetherRead();
     void writeValue();
     void valueWritten(const QDBusMessage& reply);
     void packetDone(bool failed);

@@ -9,9 +9,6 @@ namespace harrowmint {
 
 namespace {
 
-/// BlueZ takes about 2 s to end a link. Past this it has lost track, and the next connection is worth a try.
-constexpr std::chrono::milliseconds disconnectLimit{10'000};
-
 bool isError(const QDBusMessage& reply)
 {
     return reply.type() != QDBusMessage::ReplyMessage;
@@ -58,6 +55,11 @@ bool BluezLELink::isUp() const
     return known && known->connected;
 }
 
+bool BluezLELink::isEnding() const
+{
+    return m_with.users.isEnding(m_address, m_with.queue.now());
+}
+
 LEPeripheralState BluezLELink::state() const
 {
     switch (m_phase) {
@@ -90,6 +92,8 @@ void BluezLELink::tryConnect()
     const auto known = device();
     if (!known)
         end(BluezLinkEnd::failedToConnect);
+    else if (known->connected && isEnding())
+        m_timer = m_with.queue.after(bluez::retryPause, [this] { tryConnect(); });
     else if (known->connected)
         becomeConnected();
     else if (m_with.owner.mayConnect())
@@ -187,7 +191,7 @@ void BluezLELink::lose()
 void BluezLELink::stayInDoubt()
 {
     m_seenDown = !isUp();
-    m_timer = m_with.queue.after(bluez::doubt, [this] { end(BluezLinkEnd::disconnected); });
+    m_timer = m_with.queue.after(bluez::doubt, [this] { letGo(); });
 }
 
 void BluezLELink::endIfStillDown(BluezLinkEnd how)
@@ -207,13 +211,19 @@ void BluezLELink::cancel()
     closeChannel();
     m_timer.cancel();
     m_again = false;
+    letGo();
+}
+
+/// The end is reported once BlueZ has ended the link, when that is up to this process, and otherwise soon.
+void BluezLELink::letGo()
+{
     m_phase = Phase::cancelling;
     m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
     if (own && known && (known->connected || m_pendingCalls > 0)) {
         askToDisconnect(known->path);
-        m_giveUp = m_with.queue.after(disconnectLimit, [this] { end(BluezLinkEnd::disconnected); });
+        m_giveUp = m_with.queue.after(BluezLinkUsers::longestEnd, [this] { end(BluezLinkEnd::disconnected); });
     } else {
         m_post([this] {
             if (m_phase == Phase::cancelling)
@@ -227,15 +237,18 @@ void BluezLELink::askToDisconnect(const QString& devicePath)
     callDevice(devicePath, QStringLiteral("Disconnect"), [this](const QDBusMessage& /*reply*/) { endIfCancelled(); });
 }
 
+/// What stands after the end was seen by another of the centrals is a new link.
 void BluezLELink::endIfCancelled()
 {
-    if (m_phase == Phase::cancelling && m_pendingCalls == 0 && !isUp())
+    if (m_phase == Phase::cancelling && m_pendingCalls == 0 && (!isUp() || (m_ending && !isEnding())))
         end(BluezLinkEnd::disconnected);
 }
 
 void BluezLELink::abandon()
 {
     (void)leaveUsers();
+    if (std::exchange(m_ending, false))
+        m_with.users.ended(m_address);
     closeChannel();
     m_timer.cancel();
     m_giveUp.cancel();
@@ -265,7 +278,10 @@ void BluezLELink::end(BluezLinkEnd how)
 /// Returns whether BlueZ is now to be asked to end the link.
 bool BluezLELink::leaveUsers()
 {
-    return std::exchange(m_joined, false) && m_with.users.leave(m_address);
+    if (!std::exchange(m_joined, false))
+        return false;
+    m_ending = m_with.users.leave(m_address, m_with.queue.now());
+    return m_ending;
 }
 
 void BluezLELink::discoverServices(const std::vector<GattUuid>& services)

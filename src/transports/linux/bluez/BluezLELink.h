@@ -61,7 +61,7 @@ public:
     void evaluate();
 
     [[nodiscard]] LEPeripheralState state() const;
-    /// Whether `cancel` was called and not yet answered.
+    /// Whether the link is being let go of and its end not yet reported.
     [[nodiscard]] bool isCancelling() const { return m_phase == Phase::cancelling; }
 
     void discoverServices(const std::vector<GattUuid>& services);
@@ -73,23 +73,25 @@ public:
 
 private:
     enum class Phase {
-        waiting, ///< to ask BlueZ to connect
+        waiting, ///< to ask BlueZ to connect, which it may not yet, or for the end of an earlier link
         pausing, ///< somebody else is connecting; ask again soon
         connecting, ///< BlueZ was asked
         connected,
         doubtful, ///< it looks lost; what else is lost shows soon
-        cancelling,
+        cancelling, ///< let go of, by the user or after a loss
         ended,
     };
 
     [[nodiscard]] std::optional<BluezDevice> device() const;
     [[nodiscard]] bool isUp() const;
+    [[nodiscard]] bool isEnding() const;
     void tryConnect();
     void askToConnect(const QString& devicePath);
     void connectReplied(const QDBusMessage& reply);
     void connectLater();
     void becomeConnected();
     void endIfStillDown(BluezLinkEnd end);
+    void letGo();
     void askToDisconnect(const QString& devicePath);
     void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);
     void endIfCancelled();
@@ -105,6 +107,7 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
+    bool m_ending = false; ///< marked as ending by this one
     bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
     bool m_again = false; ///< a new link was asked for before the end of the old one
     int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped

@@ -12,9 +12,10 @@ void BluezLinkUsers::ask(const QString& address)
 {
     const std::lock_guard guard(m_lock);
     m_uses[address].asked = true;
+    m_endings.remove(address);
 }
 
-bool BluezLinkUsers::leave(const QString& address)
+bool BluezLinkUsers::leave(const QString& address, TimePoint now)
 {
     const std::lock_guard guard(m_lock);
     const auto use = m_uses.find(address);
@@ -22,7 +23,22 @@ bool BluezLinkUsers::leave(const QString& address)
         return false;
     const bool asked = use->asked;
     m_uses.erase(use);
+    if (asked)
+        m_endings[address] = now + longestEnd;
     return asked;
+}
+
+void BluezLinkUsers::ended(const QString& address)
+{
+    const std::lock_guard guard(m_lock);
+    m_endings.remove(address);
+}
+
+bool BluezLinkUsers::isEnding(const QString& address, TimePoint now)
+{
+    const std::lock_guard guard(m_lock);
+    const auto ending = m_endings.constFind(address);
+    return ending != m_endings.constEnd() && now < *ending;
 }
 
 } // namespace harrowmint

@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QString>
+#include <chrono>
 #include <mutex>
 
 namespace harrowmint {
@@ -9,14 +10,26 @@ namespace harrowmint {
 /// Who of this process uses which device's link. BlueZ has one link for all programs and ends it for all of them, so a
 /// link is ended only when this process asked for it and the last of its centrals has let go. Shared by the centrals,
 /// on whatever queues they live: any thread.
+///
+/// BlueZ takes its time to end a link, which looks as before all the while. From the moment on when it is to be ended
+/// the link is marked as ending, for all centrals: until its end was seen, but for `longestEnd` at most.
 class BluezLinkUsers {
 public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// BlueZ takes about 2 s to end a link. Past this it has lost track, and the next connection is worth a try.
+    static constexpr std::chrono::milliseconds longestEnd{10'000};
+
     /// One more central uses the device's link.
     void join(const QString& address);
-    /// This process is about to ask BlueZ for the link, which it did not find in place.
+    /// This process is about to ask BlueZ for the link, which it did not find in place: an earlier one has ended.
     void ask(const QString& address);
-    /// One central less. Returns whether the link is now to be ended.
-    [[nodiscard]] bool leave(const QString& address);
+    /// One central less. Returns whether the link is now to be ended by the caller, and is then ending.
+    [[nodiscard]] bool leave(const QString& address, TimePoint now);
+    /// The link has ended, or will not end.
+    void ended(const QString& address);
+    /// Whether the device's link, if it seems to stand, is being ended.
+    [[nodiscard]] bool isEnding(const QString& address, TimePoint now);
 
 private:
     struct Use {
@@ -26,6 +39,7 @@ private:
 
     std::mutex m_lock;
     QHash<QString, Use> m_uses;
+    QHash<QString, TimePoint> m_endings; ///< until when they count
 };
 
 } // namespace harrowmint
