@@ -225,6 +225,8 @@ void BluezLELink::letGo()
         askToDisconnect(known->path);
         m_giveUp = m_with.queue.after(BluezLinkUsers::longestEnd, [this] { end(BluezLinkEnd::disconnected); });
     } else {
+        if (own)
+            m_with.users.notEnding(m_address);
         m_post([this] {
             if (m_phase == Phase::cancelling)
                 end(BluezLinkEnd::disconnected);
@@ -246,9 +248,9 @@ void BluezLELink::endIfCancelled()
 
 void BluezLELink::abandon()
 {
-    (void)leaveUsers();
-    if (std::exchange(m_ending, false))
-        m_with.users.ended(m_address);
+    if (leaveUsers())
+        m_with.users.notEnding(m_address);
+    m_ending = false;
     closeChannel();
     m_timer.cancel();
     m_giveUp.cancel();

@@ -28,7 +28,7 @@ bool BluezLinkUsers::leave(const QString& address, TimePoint now)
     return asked;
 }
 
-void BluezLinkUsers::ended(const QString& address)
+void BluezLinkUsers::notEnding(const QString& address)
 {
     const std::lock_guard guard(m_lock);
     m_endings.remove(address);

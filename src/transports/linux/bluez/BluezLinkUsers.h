@@ -12,7 +12,8 @@ namespace harrowmint {
 /// on whatever queues they live: any thread.
 ///
 /// BlueZ takes its time to end a link, which looks as before all the while. From the moment on when it is to be ended
-/// the link is marked as ending, for all centrals: until its end was seen, but for `longestEnd` at most.
+/// the link is marked as ending, for all centrals: until one of them asks for a new one, but for `longestEnd` at most.
+/// That one of them has seen the end does not count, for the others may see it later.
 class BluezLinkUsers {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -26,8 +27,8 @@ public:
     void ask(const QString& address);
     /// One central less. Returns whether the link is now to be ended by the caller, and is then ending.
     [[nodiscard]] bool leave(const QString& address, TimePoint now);
-    /// The link has ended, or will not end.
-    void ended(const QString& address);
+    /// BlueZ is not asked to end the link after all: it is down already.
+    void notEnding(const QString& address);
     /// Whether the device's link, if it seems to stand, is being ended.
     [[nodiscard]] bool isEnding(const QString& address, TimePoint now);
 
