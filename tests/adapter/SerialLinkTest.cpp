@@ -179,6 +179,17 @@ TEST_F(BluezSerialChannel, IsClosedWhenWritingFindsThePrinterGone)
     ASSERT_TRUE(waitForEvent("closed"));
 }
 
+TEST_F(BluezSerialChannel, RefusesNoPacketWhileTheNewsOfItsEndIsOnTheWay)
+{
+    startWithSerialPrinter();
+    openChannel();
+    m_bluez.hangUp(printerPath);
+    EXPECT_TRUE(m_link->write(pattern(100)));
+    EXPECT_TRUE(m_link->write(pattern(100))) << "else a printer that closes is told as a failed write";
+    ASSERT_TRUE(waitForEvent("closed"));
+    EXPECT_FALSE(m_link->write("x"));
+}
+
 TEST_F(BluezSerialChannel, IsNotDisturbedByWhatThePrinterSays)
 {
     startWithSerialPrinter();

@@ -78,7 +78,8 @@ public:
     /// The largest packet of the open channel, in bytes.
     [[nodiscard]] virtual int mtu() const = 0;
     /// Writes one packet of 1 to `mtu` bytes; the link keeps its own hold on them. One at a time. False when it is
-    /// refused at once (no answer comes then); else answered by `rfcommChannelWriteComplete`.
+    /// refused at once (no answer comes then); else answered by `rfcommChannelWriteComplete`, or by
+    /// `rfcommChannelClosed`.
     [[nodiscard]] virtual bool write(const QByteArray& packet) = 0;
     /// Closes the channel, or gives up opening it; nothing is reported of this link afterwards. What was written and
     /// confirmed before still reaches the printer. May be called at any time, also twice.

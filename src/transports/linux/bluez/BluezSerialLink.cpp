@@ -175,6 +175,8 @@ void BluezSerialLink::endOpening(SerialOpenResult result)
 
 bool BluezSerialLink::write(const QByteArray& packet)
 {
+    if (m_endIsOnItsWay)
+        return true; // that news says more than a refusal, and is the answer
     if (m_phase != Phase::open || !m_socket || !m_packet.isEmpty())
         return false;
     m_packet = packet;
@@ -211,7 +213,16 @@ void BluezSerialLink::channelGone()
     if (before == Phase::opening)
         endOpening(SerialOpenResult::failed);
     else if (before == Phase::open)
-        report([](SerialLinkEvents& events) { events.rfcommChannelClosed(); });
+        reportEnd();
+}
+
+void BluezSerialLink::reportEnd()
+{
+    m_endIsOnItsWay = true;
+    report([this](SerialLinkEvents& events) {
+        m_endIsOnItsWay = false;
+        events.rfcommChannelClosed();
+    });
 }
 
 void BluezSerialLink::serviceChanged()
@@ -219,7 +230,7 @@ void BluezSerialLink::serviceChanged()
     if ((m_phase != Phase::opening && m_phase != Phase::open) || m_with.client.owner() == m_owner)
         return;
     endChannel();
-    report([](SerialLinkEvents& events) { events.rfcommChannelClosed(); });
+    reportEnd();
 }
 
 void BluezSerialLink::endChannel()

@@ -53,6 +53,7 @@ private:
     void endOpening(SerialOpenResult result);
     void pump();
     void channelGone();
+    void reportEnd();
     void endChannel();
     void stopExpecting();
 
@@ -67,6 +68,7 @@ private:
     std::unique_ptr<BluezSocket> m_socket;
     QByteArray m_packet; ///< being written, from m_offset on; empty when none is
     qsizetype m_offset = 0;
+    bool m_endIsOnItsWay = false; ///< a `rfcommChannelClosed` that is not delivered yet
     Timer m_timer;
     QueuePost m_post;
 };
