@@ -74,10 +74,13 @@ int runAgent(
     configuration.activity = jobs;
     finishJobsAtExit(jobs);
 
+    std::unique_ptr<Foreground> foreground;
+    configuration.activate = [&foreground] { foreground->activate(); };
     AppDelegate* running = nullptr;
     const TerminationSignals signals([&running] { running->endSession(); });
     AppDelegate delegate(main, std::move(configuration));
     running = &delegate;
+    foreground = Foreground::make(main, [&delegate] { delegate.applicationShouldHandleReopen(); });
     delegate.applicationDidFinishLaunching();
     if (outcome == SingleInstance::Outcome::First)
         instance.serve(main, [&delegate] { delegate.applicationShouldHandleReopen(); });
