@@ -81,16 +81,45 @@ private:
 
 } // namespace
 
+class QtQueue::WakePipe {
+public:
+    WakePipe()
+    {
+        if (::pipe(m_ends) != 0)
+            throw std::system_error(errno, std::generic_category());
+        makeNonBlocking(m_ends[0]);
+        makeNonBlocking(m_ends[1]);
+    }
+    WakePipe(const WakePipe&) = delete;
+    WakePipe& operator=(const WakePipe&) = delete;
+    ~WakePipe()
+    {
+        ::close(m_ends[0]);
+        ::close(m_ends[1]);
+    }
+
+    [[nodiscard]] int readEnd() const { return m_ends[0]; }
+
+    void wake() const
+    {
+        if (::write(m_ends[1], "!", 1) != 1 && errno != EAGAIN)
+            throw std::system_error(errno, std::generic_category());
+    }
+
+    void empty() const
+    {
+        char bytes[16];
+        while (::read(m_ends[0], bytes, sizeof bytes) == sizeof bytes) { } // fewer: that was all
+    }
+
+private:
+    int m_ends[2] = {-1, -1};
+};
+
 QtQueue::QtQueue()
+    : m_pipe(std::make_shared<WakePipe>())
+    , m_notifier(std::make_unique<QSocketNotifier>(m_pipe->readEnd(), QSocketNotifier::Read))
 {
-    int ends[2] = {-1, -1};
-    if (::pipe(ends) != 0)
-        throw std::system_error(errno, std::generic_category());
-    m_readEnd = ends[0];
-    m_writeEnd = ends[1];
-    makeNonBlocking(m_readEnd);
-    makeNonBlocking(m_writeEnd);
-    m_notifier = std::make_unique<QSocketNotifier>(m_readEnd, QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { runWaitingTasks(); });
 }
 
@@ -100,8 +129,6 @@ QtQueue::~QtQueue()
     close();
     // What a dropped task holds may still call `async` while it goes.
     m_dropped.clear();
-    ::close(m_readEnd);
-    ::close(m_writeEnd);
 }
 
 void QtQueue::close(Task last)
@@ -112,25 +139,25 @@ void QtQueue::close(Task last)
     m_waiting.clear();
     if (last) {
         m_waiting.push_back(std::move(last));
-        wake();
+        m_pipe->wake();
     }
 }
 
 void QtQueue::async(Task task)
 {
-    const std::lock_guard guard(m_lock);
-    if (m_closed)
-        return;
-    m_waiting.push_back(std::move(task));
-    // One byte says "not empty".
-    if (m_waiting.size() == 1)
-        wake();
-}
-
-void QtQueue::wake()
-{
-    if (::write(m_writeEnd, "!", 1) != 1 && errno != EAGAIN)
-        throw std::system_error(errno, std::generic_category());
+    std::shared_ptr<WakePipe> pipe;
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_closed)
+            return;
+        m_waiting.push_back(std::move(task));
+        // One byte says "not empty".
+        if (m_waiting.size() == 1)
+            pipe = m_pipe;
+    }
+    // Without the lock: the home thread would run into it as soon as it wakes.
+    if (pipe)
+        pipe->wake();
 }
 
 QtQueue::Task QtQueue::takeTask()
@@ -145,8 +172,7 @@ QtQueue::Task QtQueue::takeTask()
 
 void QtQueue::runWaitingTasks()
 {
-    char bytes[16];
-    while (::read(m_readEnd, bytes, sizeof bytes) == sizeof bytes) { } // fewer: that was all
+    m_pipe->empty();
     // Tasks that these give rise to wait for the next turn, so that timers and sockets get theirs.
     std::size_t turn = 0;
     {
@@ -159,7 +185,7 @@ void QtQueue::runWaitingTasks()
     }
     const std::lock_guard guard(m_lock);
     if (!m_waiting.empty())
-        wake();
+        m_pipe->wake();
 }
 
 Timer QtQueue::after(Duration delay, Task task)

@@ -34,7 +34,9 @@ public:
     void close(Task last = {});
 
 private:
-    void wake();
+    /// What wakes the home thread; who is about to write to it keeps it open.
+    class WakePipe;
+
     Task takeTask();
     void runWaitingTasks();
 
@@ -43,8 +45,7 @@ private:
     std::deque<Task> m_waiting;
     std::vector<Task> m_dropped;
     bool m_closed = false;
-    int m_readEnd = -1;
-    int m_writeEnd = -1;
+    const std::shared_ptr<WakePipe> m_pipe;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

@@ -39,13 +39,13 @@ bool isFatalToListener(const asio::error_code& error)
 }
 
 /// Whether bytes of the client wait to be read.
-bool hasUnreadBytes(tcp::socket& socket)
+bool hasUnreadBytes(Socket& socket)
 {
     char byte = 0;
     return ::recv(socket.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
-bool hasFailed(tcp::socket& socket)
+bool hasFailed(Socket& socket)
 {
     int error = 0;
     socklen_t size = sizeof error;
@@ -81,7 +81,7 @@ void PrinterServer::Implementation::start()
 asio::error_code PrinterServer::Implementation::listen()
 {
     asio::error_code error;
-    m_acceptor.set_option(tcp::acceptor::reuse_address(reuseIsHarmless()), error);
+    m_acceptor.set_option(Acceptor::reuse_address(reuseIsHarmless()), error);
     if (!error) // inherited by every accepted socket
         m_acceptor.set_option(tcp::no_delay(true), error);
     if (!error)
@@ -144,10 +144,10 @@ std::vector<ConnectionPointer> PrinterServer::Implementation::everyConnection() 
 void PrinterServer::Implementation::acceptNext()
 {
     m_acceptor.async_accept(
-        [this](const asio::error_code& error, tcp::socket socket) { accepted(error, std::move(socket)); });
+        [this](const asio::error_code& error, Socket socket) { accepted(error, std::move(socket)); });
 }
 
-void PrinterServer::Implementation::accepted(const asio::error_code& error, tcp::socket socket)
+void PrinterServer::Implementation::accepted(const asio::error_code& error, Socket socket)
 {
     if (!error) {
         accept(std::move(socket));
@@ -164,7 +164,7 @@ void PrinterServer::Implementation::accepted(const asio::error_code& error, tcp:
     }
 }
 
-void PrinterServer::Implementation::accept(tcp::socket socket)
+void PrinterServer::Implementation::accept(Socket socket)
 {
     closeOnExec(socket.native_handle());
     if (m_connections.size() >= m_limits.connections)
@@ -181,6 +181,10 @@ void PrinterServer::Implementation::receive(const ConnectionPointer& connection)
 {
     // One byte more than a request may have is enough to refuse it.
     const qsizetype room = std::min(maximumReadBytes, HTTPRequest::maximumBytes + 1 - connection->transferred);
+    if (connection->buffer.isEmpty() && !m_spareBuffers.empty()) {
+        connection->buffer = std::move(m_spareBuffers.back());
+        m_spareBuffers.pop_back();
+    }
     connection->buffer.resize(connection->transferred + room);
     connection->socket.async_read_some(
         asio::buffer(connection->buffer.data() + connection->transferred, static_cast<std::size_t>(room)),
@@ -212,17 +216,29 @@ void PrinterServer::Implementation::handOver(const ConnectionPointer& connection
     connection->waitsForPrinterOrUser =
         request.path == QStringLiteral("/print") || request.path == QStringLiteral("/pair");
     connection->maySendMore = !request.body.isEmpty();
-    connection->buffer.clear();
+    if (connection->buffer.size() == maximumReadBytes && m_spareBuffers.size() < m_limits.connections)
+        m_spareBuffers.push_back(std::move(connection->buffer));
+    connection->buffer = {};
     if (connection->waitsForPrinterOrUser)
         closeOnFailure(connection);
-    m_main.async([weak = weak_from_this(), request = std::move(request), answer = replyCallback(connection->id)] {
+    m_requests.emplace_back(std::move(request), replyCallback(connection->id));
+    if (m_requests.size() == 1)
+        asio::post(m_context, [this] { handOverRequests(); });
+}
+
+/// All that came in one round of the loop wake the main queue once.
+void PrinterServer::Implementation::handOverRequests()
+{
+    m_main.async([weak = weak_from_this(), requests = std::exchange(m_requests, {})] {
         const auto self = weak.lock();
         if (!self || !self->m_owner)
             return;
-        if (self->m_owner->handler)
-            self->m_owner->handler(request, answer);
-        else
-            answer({.status = 503, .message = notReadyText.toString()});
+        for (const auto& [request, answer] : requests) {
+            if (self->m_owner->handler)
+                self->m_owner->handler(request, answer);
+            else
+                answer({.status = 503, .message = notReadyText.toString()});
+        }
     });
 }
 
@@ -321,7 +337,7 @@ void PrinterServer::Implementation::expired(const ConnectionPointer& connection)
 /// While the handler works nobody reads, so that a reset connection would hold its place until its lifetime is over.
 void PrinterServer::Implementation::closeOnFailure(const ConnectionPointer& connection)
 {
-    connection->socket.async_wait(tcp::socket::wait_error, [this, connection](const asio::error_code& error) {
+    connection->socket.async_wait(Socket::wait_error, [this, connection](const asio::error_code& error) {
         if (error || !isOpen(connection))
             return;
         if (hasFailed(connection->socket))
@@ -345,7 +361,7 @@ void PrinterServer::Implementation::close(const ConnectionPointer& connection)
 void PrinterServer::Implementation::drain(const ConnectionPointer& connection)
 {
     asio::error_code ignored;
-    connection->socket.shutdown(tcp::socket::shutdown_send, ignored);
+    connection->socket.shutdown(Socket::shutdown_send, ignored);
     m_connections.erase(connection->id);
     m_draining.push_back(connection);
     if (m_draining.size() > m_limits.draining)

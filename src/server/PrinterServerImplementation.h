@@ -20,7 +20,12 @@
 namespace harrowmint {
 
 using asio::ip::tcp;
-using Clock = asio::steady_timer::clock_type;
+using Clock = std::chrono::steady_clock;
+// Of one known executor: with asio's type-erased one each operation costs several indirect copies.
+using Executor = asio::io_context::executor_type;
+using Socket = asio::basic_stream_socket<tcp, Executor>;
+using Acceptor = asio::basic_socket_acceptor<tcp, Executor>;
+using ServerTimer = asio::basic_waitable_timer<Clock, asio::wait_traits<Clock>, Executor>;
 
 inline constexpr qsizetype maximumReadBytes = 16'384;
 
@@ -28,14 +33,14 @@ inline constexpr qsizetype maximumReadBytes = 16'384;
 /// drains: what the client still sends is read and discarded until the client ends. A client that has sent all it had
 /// is spared that.
 struct Connection {
-    Connection(std::uint64_t number, tcp::socket accepted)
+    Connection(std::uint64_t number, Socket accepted)
         : id(number)
         , socket(std::move(accepted))
     {
     }
 
     const std::uint64_t id;
-    tcp::socket socket;
+    Socket socket;
     const Clock::time_point acceptedAt = Clock::now();
     Clock::time_point deadline; ///< when it is closed at the latest
     bool waitsForPrinterOrUser = false; ///< exempt from the idle limit
@@ -73,11 +78,12 @@ private:
     void report(const QString& text, bool ok);
 
     void acceptNext();
-    void accepted(const asio::error_code& error, tcp::socket socket);
-    void accept(tcp::socket socket);
+    void accepted(const asio::error_code& error, Socket socket);
+    void accept(Socket socket);
     void receive(const ConnectionPointer& connection);
     void received(const ConnectionPointer& connection);
     void handOver(const ConnectionPointer& connection, HTTPRequest request);
+    void handOverRequests();
     ReplyCallback replyCallback(std::uint64_t id);
     void reply(std::uint64_t id, const HTTPReply& reply);
     void sendRest(const ConnectionPointer& connection);
@@ -111,14 +117,17 @@ private:
 
     asio::io_context m_context{1};
     asio::executor_work_guard<asio::io_context::executor_type> m_work{m_context.get_executor()};
-    tcp::acceptor m_acceptor{m_context};
-    asio::steady_timer m_acceptTimer{m_context};
+    Acceptor m_acceptor{m_context};
+    ServerTimer m_acceptTimer{m_context};
     /// One timer for all connections: it is rarely set, because it may run for one that is gone already.
-    asio::steady_timer m_sweepTimer{m_context};
+    ServerTimer m_sweepTimer{m_context};
     bool m_sweepIsDue = false;
     std::map<std::uint64_t, ConnectionPointer> m_connections;
     std::list<ConnectionPointer> m_draining; ///< the oldest first
     std::uint64_t m_nextId = 0;
+    std::vector<std::pair<HTTPRequest, ReplyCallback>> m_requests; ///< read, and not yet with the main queue
+    /// Of requests that have been read. A new one of this size costs the allocator more than all else of a request.
+    std::vector<QByteArray> m_spareBuffers;
     std::array<char, maximumReadBytes> m_discarded; ///< what draining connections read, never looked at
 };
 
