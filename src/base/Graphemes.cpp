@@ -105,6 +105,14 @@ public:
         return begins;
     }
 
+    /// Whether what has passed leaves every Other that comes next its own beginning, and joins every Extend, however
+    /// many of these follow: no rule looks back beyond them.
+    [[nodiscard]] bool arePlain() const
+    {
+        return !m_atStart && (m_last == Class::Other || m_last == Class::Extend) && m_emoji == Emoji::None
+            && !m_oddIndicators;
+    }
+
 private:
     /// How much of "pictograph, Extend*, joiner" has just passed.
     enum class Emoji { None, Begun, Joined };
@@ -140,22 +148,45 @@ private:
     Class m_last = Class::Other;
 };
 
+/// Takes the scalars of classes Other and Extend, of which most text consists, from the beginning of `text`. Returns
+/// how many characters begin with them where the boundaries are plain; stops when there are more than `limit`.
+qsizetype takePlain(QStringView& text, qsizetype limit)
+{
+    const auto& classes = basicPlane(); // halves of surrogate pairs are controls there
+    qsizetype characters = 0;
+    qsizetype taken = 0;
+    for (; taken < text.size() && characters <= limit; ++taken) {
+        const Class next = classes[text[taken].unicode()];
+        if (next == Class::Other)
+            ++characters;
+        else if (next != Class::Extend)
+            break;
+    }
+    text = text.sliced(taken);
+    return characters;
+}
+
+Class classOf(char32_t scalar)
+{
+    const auto& classes = basicPlane();
+    return scalar < classes.size() ? classes[scalar] : lookedUpClass(scalar);
+}
+
 } // namespace
 
 bool hasMoreCharactersThan(QStringView text, qsizetype limit)
 {
     if (text.size() <= limit)
         return false;
-    const auto& basicClasses = basicPlane();
     Boundaries boundaries;
     qsizetype characters = 0;
-    while (!text.isEmpty()) {
-        const char32_t scalar = takeScalar(text);
-        const Class next = scalar < basicClasses.size() ? basicClasses[scalar] : lookedUpClass(scalar);
-        if (boundaries.beginsBefore(next) && ++characters > limit)
-            return true;
+    while (!text.isEmpty() && characters <= limit) {
+        if (boundaries.beginsBefore(classOf(takeScalar(text))))
+            ++characters;
+        if (boundaries.arePlain())
+            characters += takePlain(text, limit - characters);
     }
-    return false;
+    return characters > limit;
 }
 
 } // namespace harrowmint

@@ -27,6 +27,17 @@ TEST_P(Grapheme, IsCountedAsAPersonSeesIt)
     }
 }
 
+TEST_P(Grapheme, CountsAlikeAmongPlainText)
+{
+    const QString row = QStringView(GetParam().text).toString();
+    const bool joinsWhatIsBefore = row.startsWith(u'\u0301');
+    const QString text = QStringLiteral("ab\u0301") + row + QStringLiteral("y\u0301z") + row + QChar(u'n');
+    const int count = 2 * GetParam().count + 5 - (joinsWhatIsBefore ? 2 : 0);
+    EXPECT_FALSE(hasMoreCharactersThan(text, count));
+    EXPECT_TRUE(hasMoreCharactersThan(text, count - 1));
+    EXPECT_TRUE(hasMoreCharactersThan(text, 1)) << "plain text alone is too much";
+}
+
 const Characters rows[] = {
     {"Empty", u"", 0},
     {"Letters", u"abc", 3},
