@@ -103,6 +103,7 @@ void BluezLELink::tryConnect()
 void BluezLELink::askToConnect(const QString& devicePath)
 {
     m_phase = Phase::connecting;
+    setConnecting(true);
     m_with.users.ask(m_address);
     callDevice(devicePath, QStringLiteral("Connect"), [this](const QDBusMessage& reply) {
         if (m_phase == Phase::connecting)
@@ -110,6 +111,12 @@ void BluezLELink::askToConnect(const QString& devicePath)
         else
             endIfCancelled();
     });
+}
+
+void BluezLELink::setConnecting(bool connecting)
+{
+    if (std::exchange(m_connecting, connecting) != connecting)
+        m_with.owner.setConnecting(connecting);
 }
 
 void BluezLELink::callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply)
@@ -148,6 +155,7 @@ void BluezLELink::becomeConnected()
 {
     m_timer.cancel();
     m_phase = Phase::connected;
+    setConnecting(false);
     m_with.events.connected(m_peripheral);
 }
 
@@ -218,6 +226,7 @@ void BluezLELink::cancel()
 void BluezLELink::letGo()
 {
     m_phase = Phase::cancelling;
+    setConnecting(false);
     m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
@@ -255,6 +264,7 @@ void BluezLELink::abandon()
     m_timer.cancel();
     m_giveUp.cancel();
     m_phase = Phase::ended;
+    setConnecting(false);
     ++m_attempt;
     m_pendingCalls = 0;
 }
