@@ -1,6 +1,7 @@
 // Receipts and labels over Bluetooth LE under random faults at every point.
 #include "Dice.h"
 #include "LERig.h"
+#include "LESentences.h"
 #include "Simulation.h"
 
 #include <gtest/gtest.h>
@@ -26,37 +27,6 @@ struct Job {
     int rowBytes = 0; ///< of a label
     std::vector<std::pair<QUuid, FakeWrite>> writes;
 };
-
-QString noun(Kind kind)
-{
-    return kind == Kind::receipts ? QStringLiteral("receipt") : QStringLiteral("label");
-}
-
-QString capital(Kind kind)
-{
-    return kind == Kind::receipts ? QStringLiteral("Receipt") : QStringLiteral("Label");
-}
-
-/// Every sentence with which a job may fail once it runs, without its outcome.
-QStringList sentences(Kind kind)
-{
-    QStringList all{QStringLiteral("Allow Bluetooth access for Harrowmint Printer in macOS Privacy settings."),
-        QStringLiteral("Turn on Bluetooth and your %1 printer.").arg(noun(kind)),
-        QStringLiteral("Bluetooth %1 write size is unsupported.").arg(noun(kind)),
-        QStringLiteral("%1 transfer failed.").arg(capital(kind)),
-        QStringLiteral("%1 printer disconnected.").arg(capital(kind)),
-        QStringLiteral("Cannot connect your %1 printer. Check power and close other apps using it.").arg(noun(kind)),
-        QStringLiteral("%1 printer did not finish in time.").arg(capital(kind))};
-    if (kind == Kind::receipts)
-        all << QStringLiteral("Cannot read Bluetooth receipt services.")
-            << QStringLiteral(
-                   "This device has no supported ESC/POS Bluetooth LE channel. Pair serial printers in macOS "
-                   "Bluetooth settings and choose their paired entry.");
-    else
-        all << QStringLiteral("This label printer does not expose the supported Bluetooth printing service.")
-            << QStringLiteral("This label printer has no supported Bluetooth write channel.");
-    return all;
-}
 
 /// How often each message has ended a job.
 using Tally = std::map<QString, int>;
