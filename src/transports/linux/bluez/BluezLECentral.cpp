@@ -26,10 +26,10 @@ bool hasAny(const BluezDevice& device, const std::vector<GattUuid>& services)
 } // namespace
 
 BluezLECentral::BluezLECentral(
-    SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezShared> shared, QString busAddress)
+    SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezLinkUsers> users, QString busAddress)
     : m_queue(queue)
     , m_events(events)
-    , m_shared(std::move(shared))
+    , m_users(std::move(users))
     , m_client(queue, std::move(busAddress), *this)
     , m_drain(queue)
     , m_scan(queue, m_client,
@@ -38,14 +38,11 @@ BluezLECentral::BluezLECentral(
     , m_retiredLinks(queue)
 {
     Q_ASSERT(queue.isCurrent());
-    m_shared->scanPause.join(this, queue, [this] { m_scan.setPaused(m_shared->scanPause.appliesTo(this)); });
-    m_scan.setPaused(m_shared->scanPause.appliesTo(this));
 }
 
 BluezLECentral::~BluezLECentral()
 {
     Q_ASSERT(m_queue.isCurrent());
-    m_shared->scanPause.leave(this);
     m_scan.stop();
 }
 
@@ -183,14 +180,6 @@ bool BluezLECentral::mayConnect() const
     return !m_scan.isEnding();
 }
 
-void BluezLECentral::setConnecting(bool connecting)
-{
-    if (connecting)
-        m_shared->scanPause.begin(this);
-    else
-        m_shared->scanPause.end(this);
-}
-
 void BluezLECentral::evaluateLinks()
 {
     std::vector<QUuid> peripherals;
@@ -210,7 +199,7 @@ void BluezLECentral::connect(const QUuid& peripheral)
         known->connectAgain();
         return;
     }
-    const BluezLELink::Surroundings surroundings{m_queue, m_client, m_drain, m_shared->users, *this, m_events};
+    const BluezLELink::Surroundings surroundings{m_queue, m_client, m_drain, *m_users, *this, m_events};
     auto made = std::make_unique<BluezLELink>(surroundings, peripheral);
     made->connectDevice();
     m_links.emplace(peripheral, std::move(made));

@@ -7,19 +7,12 @@
 #include "transports/linux/bluez/BluezLinkUsers.h"
 #include "transports/linux/bluez/BluezRetired.h"
 #include "transports/linux/bluez/BluezScan.h"
-#include "transports/linux/bluez/BluezScanPause.h"
 #include "transports/linux/bluez/BluezSocketDrain.h"
 
 #include <map>
 #include <memory>
 
 namespace harrowmint {
-
-/// What the centrals of one process share.
-struct BluezShared {
-    BluezLinkUsers users;
-    BluezScanPause scanPause;
-};
 
 /// The LE central role over BlueZ, as a client of its own on the system bus. Peripherals are known by their device
 /// address, which their identifiers carry (BluezAddress.h).
@@ -30,14 +23,13 @@ struct BluezShared {
 ///   restart.
 /// - A link that BlueZ has already is used as it is. A link is ended only when this process asked for it and none of
 ///   its centrals uses it any more.
-/// - While another of the process's centrals connects, a search pauses (BluezScanPause.h).
 /// - Links that were being cancelled when the state left `poweredOn` are reported as disconnected after it.
 class BluezLECentral final : public LECentral, private BluezClientEvents, private BluezLELinkOwner {
 public:
-    /// `shared` is one for all centrals of the process. `busAddress` empty: the system bus. The queue's thread runs a
+    /// `users` is shared by all centrals of the process. `busAddress` empty: the system bus. The queue's thread runs a
     /// Qt event loop; queue and events outlive the central.
     BluezLECentral(
-        SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezShared> shared, QString busAddress = {});
+        SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezLinkUsers> users, QString busAddress = {});
     ~BluezLECentral() override;
 
     [[nodiscard]] LECentralState state() const override { return m_state; }
@@ -61,7 +53,6 @@ private:
     void accessChanged() override;
     void objectChanged(const QString& path, const QString& interface, const QStringList& properties) override;
     [[nodiscard]] bool mayConnect() const override;
-    void setConnecting(bool connecting) override;
     void linkEnded(const QUuid& peripheral, BluezLinkEnd end) override;
 
     [[nodiscard]] LECentralState stateNow() const;
@@ -76,7 +67,7 @@ private:
 
     SerialQueue& m_queue;
     LECentralEvents& m_events;
-    std::shared_ptr<BluezShared> m_shared;
+    std::shared_ptr<BluezLinkUsers> m_users;
     LECentralState m_state = LECentralState::unknown;
     BluezClient m_client;
     QString m_owner; ///< the bluetoothd that the links belong to
@@ -93,7 +84,7 @@ class BluezLECentrals {
 public:
     /// `busAddress` empty: the system bus.
     explicit BluezLECentrals(QString busAddress = {})
-        : m_shared(std::make_shared<BluezShared>())
+        : m_users(std::make_shared<BluezLinkUsers>())
         , m_busAddress(std::move(busAddress))
     {
     }
@@ -101,13 +92,12 @@ public:
     /// The factory for the owner that lives on `queue`, whose thread runs a Qt event loop. May outlive this object.
     [[nodiscard]] LECentralFactory on(SerialQueue& queue) const
     {
-        return [&queue, shared = m_shared, address = m_busAddress](LECentralEvents& events) {
-            return std::make_unique<BluezLECentral>(queue, events, shared, address);
-        };
+        return [&queue, users = m_users, address = m_busAddress](
+                   LECentralEvents& events) { return std::make_unique<BluezLECentral>(queue, events, users, address); };
     }
 
 private:
-    std::shared_ptr<BluezShared> m_shared;
+    std::shared_ptr<BluezLinkUsers> m_users;
     QString m_busAddress;
 };
 

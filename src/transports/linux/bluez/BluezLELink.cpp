@@ -103,7 +103,6 @@ void BluezLELink::tryConnect()
 void BluezLELink::askToConnect(const QString& devicePath)
 {
     m_phase = Phase::connecting;
-    setConnecting(true);
     m_with.users.ask(m_address);
     callDevice(devicePath, QStringLiteral("Connect"), [this](const QDBusMessage& reply) {
         if (m_phase == Phase::connecting)
@@ -111,12 +110,6 @@ void BluezLELink::askToConnect(const QString& devicePath)
         else
             endIfCancelled();
     });
-}
-
-void BluezLELink::setConnecting(bool connecting)
-{
-    if (std::exchange(m_connecting, connecting) != connecting)
-        m_with.owner.setConnecting(connecting);
 }
 
 void BluezLELink::callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply)
@@ -155,7 +148,6 @@ void BluezLELink::becomeConnected()
 {
     m_timer.cancel();
     m_phase = Phase::connected;
-    setConnecting(false);
     m_with.events.connected(m_peripheral);
 }
 
@@ -226,7 +218,6 @@ void BluezLELink::cancel()
 void BluezLELink::letGo()
 {
     m_phase = Phase::cancelling;
-    setConnecting(false);
     m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
@@ -264,7 +255,6 @@ void BluezLELink::abandon()
     m_timer.cancel();
     m_giveUp.cancel();
     m_phase = Phase::ended;
-    setConnecting(false);
     ++m_attempt;
     m_pendingCalls = 0;
 }

@@ -26,8 +26,6 @@ public:
 
     /// Whether BlueZ may be asked to connect now: it is much slower while a scan is being ended.
     [[nodiscard]] virtual bool mayConnect() const = 0;
-    /// BlueZ is asked to connect, or has answered that for good. A link that is destroyed meanwhile says nothing.
-    virtual void setConnecting(bool connecting) = 0;
     /// The link is over and reports nothing more. The owner retires it and tells the central's user.
     virtual void linkEnded(const QUuid& peripheral, BluezLinkEnd end) = 0;
 };
@@ -89,7 +87,6 @@ private:
     [[nodiscard]] bool isEnding() const;
     void tryConnect();
     void askToConnect(const QString& devicePath);
-    void setConnecting(bool connecting);
     void connectReplied(const QDBusMessage& reply);
     void connectLater();
     void becomeConnected();
@@ -110,7 +107,6 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
-    bool m_connecting = false; ///< as the owner was told
     bool m_ending = false; ///< marked as ending by this one
     bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
     bool m_again = false; ///< a new link was asked for before the end of the old one

@@ -34,17 +34,6 @@ void BluezScan::stop()
     proceed();
 }
 
-void BluezScan::setPaused(bool paused)
-{
-    if (m_paused == paused)
-        return;
-    m_paused = paused;
-    m_pauseEnd.cancel();
-    if (paused)
-        m_pauseEnd = m_queue.after(longestPause, [this] { setPaused(false); });
-    proceed();
-}
-
 void BluezScan::reset()
 {
     m_wanted = false;
@@ -67,9 +56,9 @@ void BluezScan::adapterChanged()
 /// Brings the session nearer to what is wanted, unless a request is under way.
 void BluezScan::proceed()
 {
-    if (mayRun() && m_phase == Phase::idle)
+    if (m_wanted && m_phase == Phase::idle)
         startDiscovery();
-    else if (!mayRun() && m_phase == Phase::running)
+    else if (!m_wanted && m_phase == Phase::running)
         stopDiscovery();
 }
 

@@ -18,16 +18,10 @@ struct BluezScanEvents {
 /// request at a time. Lives on the client's queue; owned by the central, which outlives every event.
 class BluezScan final : public QObject {
 public:
-    /// A printer that is on connects within a second or two when nothing searches.
-    static constexpr std::chrono::milliseconds longestPause{4'000};
-
     BluezScan(SerialQueue& queue, BluezClient& client, BluezScanEvents events);
 
     void start();
     void stop();
-    /// Ends the session and begins another when the pause is over, in `longestPause` at the latest: a printer that is
-    /// switched off, and long waited for, must not hide the others.
-    void setPaused(bool paused);
     /// BlueZ or the adapter is gone, and every session with it.
     void reset();
     /// The adapters have changed: the session moves to the one that is in use now.
@@ -37,13 +31,12 @@ public:
     /// Whether the session is being ended; `stopped` follows.
     [[nodiscard]] bool isEnding() const
     {
-        return m_phase == Phase::stopping || (m_phase == Phase::starting && !mayRun());
+        return m_phase == Phase::stopping || (m_phase == Phase::starting && !m_wanted);
     }
 
 private:
     enum class Phase { idle, starting, running, stopping };
 
-    [[nodiscard]] bool mayRun() const { return m_wanted && !m_paused; }
     void proceed();
     void startDiscovery();
     void started(const QDBusMessage& reply);
@@ -56,14 +49,12 @@ private:
     BluezClient& m_client;
     BluezScanEvents m_events;
     bool m_wanted = false;
-    bool m_paused = false;
     Phase m_phase = Phase::idle;
     quint64 m_session = 0; ///< answers to an earlier session's requests are dropped
     QString m_adapter; ///< of the running session
     QSet<QString> m_named; ///< addresses reported with a name
     QSet<QString> m_nameless; ///< addresses reported without
     Timer m_retry;
-    Timer m_pauseEnd;
 };
 
 } // namespace harrowmint
