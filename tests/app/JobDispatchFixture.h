@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-namespace harrowmint::test {
+namespace harrowmint::test::jobs {
 
 using namespace std::chrono_literals;
 
@@ -131,4 +131,4 @@ protected:
     std::vector<Outcome> outcomes;
 };
 
-} // namespace harrowmint::test
+} // namespace harrowmint::test::jobs

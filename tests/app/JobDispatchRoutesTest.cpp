@@ -3,6 +3,7 @@
 
 using namespace harrowmint;
 using namespace harrowmint::test;
+using namespace harrowmint::test::jobs;
 
 namespace {
 

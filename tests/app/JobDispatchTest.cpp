@@ -2,6 +2,7 @@
 
 using namespace harrowmint;
 using namespace harrowmint::test;
+using namespace harrowmint::test::jobs;
 
 TEST_F(JobDispatchTest, AnswersUsbSuccessWithTheFinalText)
 {

@@ -2,7 +2,7 @@
 
 #include "LERig.h"
 
-namespace harrowmint::test {
+namespace harrowmint::test::le {
 
 inline QString noun(LERig::Kind kind)
 {
@@ -35,4 +35,4 @@ inline QStringList sentences(LERig::Kind kind)
     return all;
 }
 
-} // namespace harrowmint::test
+} // namespace harrowmint::test::le

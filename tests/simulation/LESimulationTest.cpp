@@ -8,6 +8,7 @@
 
 using namespace harrowmint;
 using namespace harrowmint::test;
+using namespace harrowmint::test::le;
 using namespace std::chrono_literals;
 
 namespace {
