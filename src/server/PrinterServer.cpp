@@ -2,9 +2,9 @@
 
 #include "base/PrinterError.h"
 #include "server/Platform.h"
+#include "server/SocketState.h"
 
 #include <algorithm>
-#include <fcntl.h>
 #include <future>
 #include <sys/socket.h>
 
@@ -25,31 +25,11 @@ constexpr QStringView unavailableText =
 constexpr QStringView invalidRequestText = u"Invalid or oversized request.";
 constexpr QStringView notReadyText = u"Not ready.";
 
-/// Child processes must not inherit sockets.
-void closeOnExec(int descriptor)
-{
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-}
-
 /// Errors after which a listener never accepts again; all others pass.
 bool isFatalToListener(const asio::error_code& error)
 {
     return error == asio::error::bad_descriptor || error == asio::error::invalid_argument
         || error == asio::error::not_socket;
-}
-
-/// Whether bytes of the client wait to be read.
-bool hasUnreadBytes(Socket& socket)
-{
-    char byte = 0;
-    return ::recv(socket.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
-}
-
-bool hasFailed(Socket& socket)
-{
-    int error = 0;
-    socklen_t size = sizeof error;
-    return ::getsockopt(socket.native_handle(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0;
 }
 
 } // namespace
@@ -279,7 +259,7 @@ void PrinterServer::Implementation::sendRest(const ConnectionPointer& connection
             connection->transferred += static_cast<qsizetype>(bytes);
             if (connection->transferred < connection->buffer.size())
                 sendRest(connection);
-            else if (connection->maySendMore || hasUnreadBytes(connection->socket))
+            else if (connection->maySendMore || hasUnreadBytes(connection->socket.native_handle()))
                 drain(connection);
             else
                 close(connection);
@@ -340,7 +320,7 @@ void PrinterServer::Implementation::closeOnFailure(const ConnectionPointer& conn
     connection->socket.async_wait(Socket::wait_error, [this, connection](const asio::error_code& error) {
         if (error || !isOpen(connection))
             return;
-        if (hasFailed(connection->socket))
+        if (hasFailed(connection->socket.native_handle()))
             return close(connection);
         char urgent = 0; // an urgent byte ends the wait as well, until it is taken
         static_cast<void>(::recv(connection->socket.native_handle(), &urgent, 1, MSG_OOB));

@@ -6,17 +6,28 @@ namespace adapter {
 using namespace harrowmint;
 using namespace std::chrono_literals;
 
-class BluezSharedLinks : public CentralTest { };
+/// Two centrals, of which `m_central` is connected to the printer.
+class BluezSharedLinks : public CentralTest {
+protected:
+    void SetUp() override
+    {
+        startWithPrinter();
+        switchOn();
+        makeCentral();
+        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+        connectPrinter();
+    }
+
+    void connectOther()
+    {
+        m_other->connect(printer);
+        ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    }
+};
 
 TEST_F(BluezSharedLinks, OfTwoCentralsEndWithTheLastOfThem)
 {
-    startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
-    connectPrinter();
-    m_other->connect(printer);
-    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    connectOther();
     m_central->cancelConnection(printer);
     ASSERT_TRUE(waitForEvent("disconnected"));
     EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 0);
@@ -28,13 +39,7 @@ TEST_F(BluezSharedLinks, OfTwoCentralsEndWithTheLastOfThem)
 
 TEST_F(BluezSharedLinks, WhoseChannelIsLostStayWithTheOtherCentralThatUsesThem)
 {
-    startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
-    connectPrinter();
-    m_other->connect(printer);
-    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
+    connectOther();
     openChannel(LEWriteType::withoutResponse);
     m_bluez.hangUp(writePath);
     ASSERT_TRUE(waitForEvent("disconnected"));
@@ -46,11 +51,6 @@ TEST_F(BluezSharedLinks, WhoseChannelIsLostStayWithTheOtherCentralThatUsesThem)
 
 TEST_F(BluezSharedLinks, TornDownByOneCentralAreNotUsedByAnother)
 {
-    startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
-    connectPrinter();
     m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("delay"), 1000}});
     m_central->cancelConnection(printer);
     letPass(5ms);
@@ -68,11 +68,6 @@ TEST_F(BluezSharedLinks, TornDownByOneCentralAreNotUsedByAnother)
 
 TEST_F(BluezSharedLinks, OfACentralThatIsGoneAreNotUsedByAnotherWhileTheyAreTornDown)
 {
-    startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
-    connectPrinter();
     m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("delay"), 500}});
     m_central.reset();
     m_other->connect(printer);
@@ -84,11 +79,6 @@ TEST_F(BluezSharedLinks, OfACentralThatIsGoneAreNotUsedByAnotherWhileTheyAreTorn
 
 TEST_F(BluezSharedLinks, ThatOneCentralCouldNotTearDownAreUsedByAnotherAfterTenSeconds)
 {
-    startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
-    connectPrinter();
     m_bluez.behave(QStringLiteral("Disconnect"), {{QStringLiteral("mute"), true}});
     m_central->cancelConnection(printer);
     m_other->connect(printer);
