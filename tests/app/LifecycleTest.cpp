@@ -259,15 +259,13 @@ TEST_F(LifecycleTest, AWakeScansAgainWhereItHasEndedAScanWithoutAWord)
 {
     saveSettings();
     std::function<void()> woke;
-    SerialQueue* worker = nullptr;
     std::vector<PrinterDiscovery::Completion> scans;
     configure = [&](AgentConfiguration& configuration) {
         configuration.observeWake = [&](std::function<void()> callback) {
             woke = std::move(callback);
             return std::make_shared<int>();
         };
-        configuration.discovery = [&](SerialQueue&, SerialQueue& queue) {
-            worker = &queue;
+        configuration.discovery = [&](SerialQueue&, SerialQueue&) {
             PrinterDiscovery discovery;
             discovery.labels = [&](const auto&, auto completion) { scans.push_back(std::move(completion)); };
             return discovery;
@@ -276,10 +274,10 @@ TEST_F(LifecycleTest, AWakeScansAgainWhereItHasEndedAScanWithoutAWord)
     launch();
     ASSERT_EQ(scans.size(), 1u);
     woke();
-    bool isOver = false;
-    worker->async([&] { main.async([&] { isOver = true; }); });
-    runUntil([&] { return isOver; });
-    ASSERT_EQ(scans.size(), 2u);
+    runUntil([&] {
+        main.async([] {});
+        return scans.size() == 2;
+    });
     scans[1]({{USBPrinter{delegate->settings().labelPrinterURI.value(), QStringLiteral("Label 4B")}}});
     EXPECT_EQ(find<QComboBox>("labelPrinter").currentText(), QStringLiteral("Label 4B"));
 }
