@@ -255,9 +255,6 @@ TEST_F(BluezLELinks, LinksAreGoneWithTheAdapter)
     startWithPrinter();
     switchOn();
     connectPrinter();
-    m_bluez.remove(writePath);
-    m_bluez.remove(servicePath);
-    m_bluez.remove(printerPath);
     m_bluez.remove(hci0);
     ASSERT_TRUE(waitForEvent("poweredOff"));
     EXPECT_EQ(m_central->peripheralState(printer), LEPeripheralState::disconnected);

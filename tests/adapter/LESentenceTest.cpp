@@ -173,9 +173,7 @@ TEST_F(BluezLESentences, TheAdapterIsRemovedOnTheWay)
 {
     startWithPrinter();
     const Outcome outcome = startReceipt();
-    m_bluez.dropLink(printerPath);
-    for (const QString& path : {writePath, servicePath, printerPath, hci0})
-        m_bluez.remove(path);
+    m_bluez.remove(hci0);
     EXPECT_EQ(sentence(outcome), turnOn + checkPaper);
 }
 

@@ -77,14 +77,10 @@ const Fault faultsAtTheStart[] = {
 };
 
 const Fault faultsOnTheWay[] = {
-    {"TheAdapterIsSwitchedOff",
-        [](BluetoothRig& rig) {
-            rig.dropLinks();
-            rig.bluez.powerOff(BluetoothRig::adapter);
-        },
+    {"TheAdapterIsSwitchedOff", [](BluetoothRig& rig) { rig.bluez.powerOff(BluetoothRig::adapter, 0); },
         [](BluetoothRig& rig) { rig.setPowered(true); }, &Texts::offOnTheWay},
-    {"TheAdapterIsRemoved", [](BluetoothRig& rig) { rig.removeAll(); }, [](BluetoothRig& rig) { rig.publish(); },
-        &Texts::offOnTheWay},
+    {"TheAdapterIsRemoved", [](BluetoothRig& rig) { rig.bluez.remove(BluetoothRig::adapter); },
+        [](BluetoothRig& rig) { rig.publish(); }, &Texts::offOnTheWay},
     {"BluetoothdIsRestarted", [](BluetoothRig& rig) { rig.restartBluez(); }, [](BluetoothRig&) {},
         &Texts::disconnected},
 };

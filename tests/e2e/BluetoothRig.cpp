@@ -116,23 +116,6 @@ void BluetoothRig::addPrinter(Way way)
     bluez.add(place.device(), {{deviceInterface, device}});
 }
 
-void BluetoothRig::dropLinks()
-{
-    for (const Way way : allWays)
-        bluez.dropLink(placeOf(way).device());
-}
-
-void BluetoothRig::removeAll()
-{
-    dropLinks();
-    for (const Way way : allWays) {
-        const Place place = placeOf(way);
-        for (const QString& path : {place.writePath(), place.servicePath(), place.device()})
-            bluez.remove(path);
-    }
-    bluez.remove(adapter);
-}
-
 void BluetoothRig::restartBluez()
 {
     bluez.stop();

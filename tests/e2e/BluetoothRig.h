@@ -24,10 +24,6 @@ public:
 
     /// Makes the adapter and the printers known to bluetoothd, and starts it.
     void publish();
-    /// Takes all of them away again, with their links.
-    void removeAll();
-    /// Ends the links to all printers.
-    void dropLinks();
     /// bluetoothd is another process now, and no link has survived.
     void restartBluez();
     void setPowered(bool powered);

@@ -25,6 +25,7 @@ public:
     void add(const QString& path, const BluezInterfaces& interfaces);
     /// Keeps an object back until its device is connected and resolved.
     void stage(const QString& path, const BluezInterfaces& interfaces);
+    /// Removes an object and what is below it, with their channels.
     void remove(const QString& path) { steer("Remove", {path}); }
     void change(
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated = {});
@@ -33,7 +34,7 @@ public:
     void behave(const QString& member, const QVariantMap& behaviour) { steer("Behave", {member, behaviour}); }
     /// The link to a device is lost: its channels hang up, and `delay` ms later BlueZ says that it is down.
     void dropLink(const QString& devicePath, int delay = 0) { steer("DropLink", {devicePath, delay}); }
-    /// Links go at once, the adapter's power `delay` ms later.
+    /// Links go at once, all channels with them, the adapter's power `delay` ms later (0: in the same breath).
     void powerOff(const QString& adapterPath, int delay = 20) { steer("PowerOff", {adapterPath, delay}); }
     /// Closes this side of a write channel or serial channel.
     void hangUp(const QString& path) { steer("HangUp", {path}); }

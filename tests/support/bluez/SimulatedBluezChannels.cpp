@@ -83,6 +83,14 @@ void SimulatedBluezService::hangUp(const QString& path)
     m_sockets.remove(path);
 }
 
+void SimulatedBluezService::hangUpBelow(const QString& path)
+{
+    for (const QString& known : m_sockets.keys()) {
+        if (known == path || known.startsWith(path + QLatin1Char('/')))
+            hangUp(known);
+    }
+}
+
 void SimulatedBluezService::stall(bool stalled)
 {
     m_stalled = stalled;

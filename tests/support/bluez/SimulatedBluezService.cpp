@@ -2,6 +2,8 @@
 
 #include <QDBusArgument>
 #include <QTimer>
+#include <algorithm>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -107,9 +109,18 @@ void SimulatedBluezService::stage(const QString& path, const BluezInterfaces& in
 
 void SimulatedBluezService::removeObject(const QString& path)
 {
-    const QStringList interfaces = m_objects.take(QDBusObjectPath(path)).keys();
-    emitSignal(QStringLiteral("/"), objectManager, QStringLiteral("InterfacesRemoved"),
-        {QVariant::fromValue(QDBusObjectPath(path)), interfaces});
+    hangUpBelow(path);
+    QStringList gone{path};
+    for (const QDBusObjectPath& known : m_objects.keys()) {
+        if (known.path().startsWith(path + QLatin1Char('/')))
+            gone.append(known.path());
+    }
+    std::sort(gone.begin(), gone.end(), std::greater<>()); // what is below an object goes before it
+    for (const QString& each : gone) {
+        const QStringList interfaces = m_objects.take(QDBusObjectPath(each)).keys();
+        emitSignal(QStringLiteral("/"), objectManager, QStringLiteral("InterfacesRemoved"),
+            {QVariant::fromValue(QDBusObjectPath(each)), interfaces});
+    }
 }
 
 void SimulatedBluezService::change(
@@ -167,10 +178,7 @@ std::optional<QVariantMap> SimulatedBluezService::takeBehaviour(const QString& m
 
 void SimulatedBluezService::dropLink(const QString& devicePath, int delay)
 {
-    for (const QString& path : m_sockets.keys()) {
-        if (path.startsWith(devicePath))
-            hangUp(path);
-    }
+    hangUpBelow(devicePath);
     if (delay > 0) {
         later(delay, [this, devicePath] { dropLink(devicePath, 0); });
         return;
@@ -182,15 +190,20 @@ void SimulatedBluezService::dropLink(const QString& devicePath, int delay)
 /// The links go first, and a moment later the adapter says why.
 void SimulatedBluezService::powerOff(const QString& adapterPath, int delay)
 {
+    hangUpBelow(adapterPath);
     for (const QDBusObjectPath& path : m_objects.keys()) {
         if (path.path().startsWith(adapterPath + QLatin1Char('/')) && isConnected(path.path()))
             dropLink(path.path(), 0);
     }
     m_discovering.clear();
-    later(delay, [this, adapterPath] {
+    const auto tell = [this, adapterPath] {
         change(adapterPath, adapterInterface,
             {{QStringLiteral("Powered"), false}, {QStringLiteral("Discovering"), false}}, {});
-    });
+    };
+    if (delay > 0)
+        later(delay, tell);
+    else
+        tell();
 }
 
 // The bus
@@ -234,6 +247,10 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         return true;
     }
     const QString error = behaviour.value(QStringLiteral("error")).toString();
+    if (member == QLatin1String("Connect") && !m_discoveryEnds.isEmpty()) {
+        fail(message, failed, QStringLiteral("le-connection-abort-by-local"));
+        return true;
+    }
     if (member == QLatin1String("Connect") && behaviour.value(QStringLiteral("resolve"), true) == false) {
         linkUp(message, false);
         return true;
@@ -247,10 +264,13 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
             (this->*methods().value(message.member()))(message);
     };
     const int delay = behaviour.value(QStringLiteral("delay"), 0).toInt();
-    if (delay > 0)
-        later(delay, answer);
-    else
+    if (delay == 0) {
         answer();
+        return true;
+    }
+    if (member == QLatin1String("StopDiscovery"))
+        m_discoveryEnds.insert(message.service());
+    later(delay, answer);
     return true;
 }
 
@@ -306,6 +326,7 @@ void SimulatedBluezService::startDiscovery(const QDBusMessage& message)
 
 void SimulatedBluezService::stopDiscovery(const QDBusMessage& message)
 {
+    m_discoveryEnds.remove(message.service());
     if (!m_discovering.remove(message.service())) {
         fail(message, failed, QStringLiteral("No discovery started"));
         return;

@@ -39,6 +39,7 @@ public:
     void add(const QString& path, const BluezInterfaces& interfaces);
     /// Keeps an object back until its device connects.
     void stage(const QString& path, const BluezInterfaces& interfaces);
+    /// Removes an object and what is below it.
     void removeObject(const QString& path);
     void change(
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated);
@@ -48,8 +49,10 @@ public:
     void behave(const QString& member, const QVariantMap& behaviour);
     /// The link is lost, without a reason: sockets hang up, and `delay` ms later Connected turns false.
     void dropLink(const QString& devicePath, int delay);
+    /// Links go at once, all channels with them, the adapter's power `delay` ms later.
     void powerOff(const QString& adapterPath, int delay);
     void hangUp(const QString& path);
+    void hangUpBelow(const QString& path);
     void stall(bool stalled);
     void send(const QString& path, const QByteArray& bytes);
     /// Passes a channel to the registered profile, unasked.
@@ -108,6 +111,7 @@ private:
     QHash<QString, QVariantMap> m_behaviours;
     QStringList m_calls;
     QSet<QString> m_discovering; ///< clients with a session
+    QSet<QString> m_discoveryEnds; ///< clients whose StopDiscovery is not answered yet; nobody gets a link meanwhile
     QHash<QString, QDBusMessage> m_connecting; ///< by device path
     QSet<QString> m_writing; ///< characteristics with a request under way
     std::optional<QDBusMessage> m_profile; ///< the request that registered it
