@@ -26,24 +26,38 @@ bool hasAny(const BluezDevice& device, const std::vector<GattUuid>& services)
 } // namespace
 
 BluezLECentral::BluezLECentral(
-    SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezLinkUsers> users, QString busAddress)
+    SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezShared> shared, QString busAddress)
     : m_queue(queue)
     , m_events(events)
-    , m_users(std::move(users))
+    , m_shared(std::move(shared))
     , m_client(queue, std::move(busAddress), *this)
     , m_drain(queue)
-    , m_scan(queue, m_client,
-          {[this](const BluezDevice& device) { m_events.discovered(peripheralOf(device), QString()); },
-              [this] { evaluateLinks(); }})
+    , m_scan(queue, m_client, scanEvents())
     , m_retiredLinks(queue)
 {
     Q_ASSERT(queue.isCurrent());
+    m_shared->radio.join(this, queue, [this] {
+        m_scan.permissionChanged();
+        evaluateLinks();
+    });
+}
+
+BluezScanEvents BluezLECentral::scanEvents()
+{
+    BluezScanEvents events;
+    events.mayRun = [this] { return m_shared->radio.maySearch(this, m_queue.now()); };
+    events.begin = [this] { return m_shared->radio.beginSearch(this, m_queue.now()); };
+    events.over = [this] { m_shared->radio.endSearch(this); };
+    events.sighted = [this](const BluezDevice& device) { m_events.discovered(peripheralOf(device), QString()); };
+    events.stopped = [this] { evaluateLinks(); };
+    return events;
 }
 
 BluezLECentral::~BluezLECentral()
 {
     Q_ASSERT(m_queue.isCurrent());
     m_scan.stop();
+    m_shared->radio.leave(this);
 }
 
 // State
@@ -175,9 +189,17 @@ BluezLELink* BluezLECentral::link(const QUuid& peripheral) const
     return found == m_links.end() ? nullptr : found->second.get();
 }
 
+void BluezLECentral::setConnecting(bool connecting)
+{
+    if (connecting)
+        m_shared->radio.beginConnecting(this, m_queue.now());
+    else
+        m_shared->radio.endConnecting(this);
+}
+
 bool BluezLECentral::mayConnect() const
 {
-    return !m_scan.isEnding();
+    return !m_scan.isEnding() && m_shared->radio.mayConnect(this, m_queue.now());
 }
 
 void BluezLECentral::evaluateLinks()
@@ -199,7 +221,7 @@ void BluezLECentral::connect(const QUuid& peripheral)
         known->connectAgain();
         return;
     }
-    const BluezLELink::Surroundings surroundings{m_queue, m_client, m_drain, *m_users, *this, m_events};
+    const BluezLELink::Surroundings surroundings{m_queue, m_client, m_drain, m_shared->users, *this, m_events};
     auto made = std::make_unique<BluezLELink>(surroundings, peripheral);
     made->connectDevice();
     m_links.emplace(peripheral, std::move(made));

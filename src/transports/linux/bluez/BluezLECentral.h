@@ -5,6 +5,7 @@
 #include "transports/linux/bluez/BluezClient.h"
 #include "transports/linux/bluez/BluezLELink.h"
 #include "transports/linux/bluez/BluezLinkUsers.h"
+#include "transports/linux/bluez/BluezRadio.h"
 #include "transports/linux/bluez/BluezRetired.h"
 #include "transports/linux/bluez/BluezScan.h"
 #include "transports/linux/bluez/BluezSocketDrain.h"
@@ -13,6 +14,12 @@
 #include <memory>
 
 namespace harrowmint {
+
+/// What the centrals of one process share.
+struct BluezShared {
+    BluezLinkUsers users;
+    BluezRadio radio;
+};
 
 /// The LE central role over BlueZ, as a client of its own on the system bus. Peripherals are known by their device
 /// address, which their identifiers carry (BluezAddress.h).
@@ -23,13 +30,14 @@ namespace harrowmint {
 ///   restart.
 /// - A link that BlueZ has already is used as it is. A link is ended only when this process asked for it and none of
 ///   its centrals uses it any more.
+/// - A search pauses while another central connects (BluezRadio.h).
 /// - Links that were being cancelled when the state left `poweredOn` are reported as disconnected after it.
 class BluezLECentral final : public LECentral, private BluezClientEvents, private BluezLELinkOwner {
 public:
-    /// `users` is shared by all centrals of the process. `busAddress` empty: the system bus. The queue's thread runs a
+    /// `shared` is one for all centrals of the process. `busAddress` empty: the system bus. The queue's thread runs a
     /// Qt event loop; queue and events outlive the central.
     BluezLECentral(
-        SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezLinkUsers> users, QString busAddress = {});
+        SerialQueue& queue, LECentralEvents& events, std::shared_ptr<BluezShared> shared, QString busAddress = {});
     ~BluezLECentral() override;
 
     [[nodiscard]] LECentralState state() const override { return m_state; }
@@ -52,9 +60,11 @@ public:
 private:
     void accessChanged() override;
     void objectChanged(const QString& path, const QString& interface, const QStringList& properties) override;
+    void setConnecting(bool connecting) override;
     [[nodiscard]] bool mayConnect() const override;
     void linkEnded(const QUuid& peripheral, BluezLinkEnd end) override;
 
+    [[nodiscard]] BluezScanEvents scanEvents();
     [[nodiscard]] LECentralState stateNow() const;
     void evaluateState();
     void setState(LECentralState state);
@@ -67,7 +77,7 @@ private:
 
     SerialQueue& m_queue;
     LECentralEvents& m_events;
-    std::shared_ptr<BluezLinkUsers> m_users;
+    std::shared_ptr<BluezShared> m_shared;
     LECentralState m_state = LECentralState::unknown;
     BluezClient m_client;
     QString m_owner; ///< the bluetoothd that the links belong to
@@ -84,7 +94,7 @@ class BluezLECentrals {
 public:
     /// `busAddress` empty: the system bus.
     explicit BluezLECentrals(QString busAddress = {})
-        : m_users(std::make_shared<BluezLinkUsers>())
+        : m_shared(std::make_shared<BluezShared>())
         , m_busAddress(std::move(busAddress))
     {
     }
@@ -92,12 +102,13 @@ public:
     /// The factory for the owner that lives on `queue`, whose thread runs a Qt event loop. May outlive this object.
     [[nodiscard]] LECentralFactory on(SerialQueue& queue) const
     {
-        return [&queue, users = m_users, address = m_busAddress](
-                   LECentralEvents& events) { return std::make_unique<BluezLECentral>(queue, events, users, address); };
+        return [&queue, shared = m_shared, address = m_busAddress](LECentralEvents& events) {
+            return std::make_unique<BluezLECentral>(queue, events, shared, address);
+        };
     }
 
 private:
-    std::shared_ptr<BluezLinkUsers> m_users;
+    std::shared_ptr<BluezShared> m_shared;
     QString m_busAddress;
 };
 

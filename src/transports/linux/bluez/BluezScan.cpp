@@ -8,6 +8,8 @@ namespace {
 
 /// An adapter that was just switched on may refuse for a moment.
 constexpr std::chrono::milliseconds startAgain{1'000};
+/// While there may be no session.
+constexpr std::chrono::milliseconds askAgain{1'000};
 
 } // namespace
 
@@ -34,12 +36,19 @@ void BluezScan::stop()
     proceed();
 }
 
+void BluezScan::permissionChanged()
+{
+    if (m_phase != Phase::idle || m_refused)
+        proceed();
+}
+
 void BluezScan::reset()
 {
     m_wanted = false;
     m_retry.cancel();
-    m_phase = Phase::idle;
+    setRefused(false);
     ++m_session;
+    setPhase(Phase::idle);
 }
 
 void BluezScan::adapterChanged()
@@ -56,10 +65,28 @@ void BluezScan::adapterChanged()
 /// Brings the session nearer to what is wanted, unless a request is under way.
 void BluezScan::proceed()
 {
-    if (m_wanted && m_phase == Phase::idle)
+    const bool mayRun = m_wanted && m_events.mayRun();
+    setRefused(m_wanted && !mayRun);
+    if (mayRun && m_phase == Phase::idle)
         startDiscovery();
-    else if (!m_wanted && m_phase == Phase::running)
+    else if (!mayRun && m_phase == Phase::running)
         stopDiscovery();
+}
+
+void BluezScan::setRefused(bool refused)
+{
+    m_refused = refused;
+    m_askAgain.cancel();
+    if (refused)
+        m_askAgain = m_queue.after(askAgain, [this] { proceed(); });
+}
+
+void BluezScan::setPhase(Phase phase)
+{
+    const bool isOver = m_phase != Phase::idle && phase == Phase::idle;
+    m_phase = phase;
+    if (isOver)
+        m_events.over();
 }
 
 void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDBusMessage&))
@@ -74,7 +101,11 @@ void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDB
 /// LE only, and no services: most printers do not advertise theirs.
 void BluezScan::startDiscovery()
 {
-    m_phase = Phase::starting;
+    if (!m_events.begin()) {
+        setRefused(true);
+        return;
+    }
+    setPhase(Phase::starting);
     m_adapter = m_client.objects().adapter();
     const QVariantMap filter{{QStringLiteral("Transport"), QStringLiteral("le")}};
     m_client.send({m_adapter, bluez::adapterInterface, QStringLiteral("SetDiscoveryFilter"), {filter}});
@@ -84,12 +115,12 @@ void BluezScan::startDiscovery()
 void BluezScan::started(const QDBusMessage& reply)
 {
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        m_phase = Phase::idle;
+        setPhase(Phase::idle);
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
         m_events.stopped();
         return;
     }
-    m_phase = Phase::running;
+    setPhase(Phase::running);
     proceed();
     for (const BluezDevice& device : m_client.objects().devices())
         sight(device);
@@ -97,14 +128,14 @@ void BluezScan::started(const QDBusMessage& reply)
 
 void BluezScan::stopDiscovery()
 {
-    m_phase = Phase::stopping;
+    setPhase(Phase::stopping);
     request(QStringLiteral("StopDiscovery"), &BluezScan::stopped);
 }
 
 /// Refused or not, there is no session any more.
 void BluezScan::stopped(const QDBusMessage& /*reply*/)
 {
-    m_phase = Phase::idle;
+    setPhase(Phase::idle);
     proceed();
     m_events.stopped();
 }

@@ -1,0 +1,197 @@
+// A search beside another central of the process that connects: the two do not go together.
+#include "adapter/AdapterRig.h"
+#include "transports/linux/bluez/BluezRadio.h"
+
+#include <QElapsedTimer>
+
+namespace adapter {
+
+using namespace harrowmint;
+using namespace std::chrono_literals;
+
+/// `m_other` searches, `m_central` connects.
+class BluezSharedScan : public CentralTest {
+protected:
+    void startBoth()
+    {
+        startWithPrinter();
+        switchOn();
+        makeCentral();
+        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    }
+
+    void search()
+    {
+        m_other->startScan();
+        ASSERT_TRUE(searches(1));
+        letPass(30ms);
+    }
+
+    /// Waits for that many sessions to have been asked for.
+    [[nodiscard]] bool searches(int count)
+    {
+        return waitFor([&] { return m_bluez.callCount(QStringLiteral("StartDiscovery")) == count; });
+    }
+    [[nodiscard]] bool hasPaused()
+    {
+        return waitFor([&] { return m_bluez.callCount(QStringLiteral("StopDiscovery")) == 1; });
+    }
+    void muteConnect()
+    {
+        m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("mute"), true}, {QStringLiteral("times"), 1}});
+    }
+};
+
+TEST_F(BluezSharedScan, PausesUntilTheLinkStands)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("delay"), 300}});
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    ASSERT_TRUE(waitForEvent("connected"));
+    ASSERT_TRUE(searches(2));
+    m_bluez.change(
+        printerPath, QStringLiteral("org.bluez.Device1"), {{QStringLiteral("RSSI"), QVariant::fromValue(short(-60))}});
+    EXPECT_TRUE(waitFor([&] { return m_otherEvents.has("discovered Printer"); }));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("StopDiscovery")), 1);
+}
+
+TEST_F(BluezSharedScan, HasEndedBeforeTheOtherConnects)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("delay"), 300}});
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    EXPECT_EQ(m_central->peripheralState(printer), LEPeripheralState::connecting);
+    EXPECT_TRUE(waitForEvent("connected")) << "BlueZ refuses to connect meanwhile";
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 1);
+}
+
+TEST_F(BluezSharedScan, ThatIsJustBeginningHasEndedBeforeTheOtherConnects)
+{
+    startBoth();
+    m_bluez.behave(QStringLiteral("StartDiscovery"), {{QStringLiteral("delay"), 300}, {QStringLiteral("times"), 1}});
+    m_other->startScan();
+    ASSERT_TRUE(searches(1));
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("delay"), 200}, {QStringLiteral("times"), 1}});
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected")) << "BlueZ refuses to connect beside the end of a search";
+    EXPECT_TRUE(hasPaused());
+    EXPECT_TRUE(searches(2));
+}
+
+TEST_F(BluezSharedScan, ThatDoesNotEndKeepsTheOtherFromConnectingForTwoSeconds)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("mute"), true}});
+    QElapsedTimer clock;
+    clock.start();
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected"));
+    EXPECT_GE(clock.elapsed(), BluezRadio::longestSearchEnd.count());
+}
+
+TEST_F(BluezSharedScan, WaitsNoLongerForALinkThatIsCancelledBeforeItWasAskedFor)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("delay"), 1000}});
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    m_central->cancelConnection(printer);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_TRUE(searches(2));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 0);
+}
+
+TEST_F(BluezSharedScan, ThatIsRefusedIsTriedOnceASecondByEachCentral)
+{
+    startBoth();
+    m_bluez.behave(
+        QStringLiteral("StartDiscovery"), {{QStringLiteral("error"), QStringLiteral("org.bluez.Error.Failed")}});
+    QElapsedTimer clock;
+    clock.start();
+    m_central->startScan();
+    m_other->startScan();
+    ASSERT_TRUE(searches(4));
+    EXPECT_GE(clock.elapsed(), 1'000);
+}
+
+TEST_F(BluezSharedScan, BeginsOnlyOnceTheLinkStands)
+{
+    startBoth();
+    m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("delay"), 1500}});
+    m_central->connect(printer);
+    ASSERT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("Connect")) == 1; }));
+    m_other->startScan();
+    letPass(100ms);
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("StartDiscovery")), 0);
+    ASSERT_TRUE(waitForEvent("connected"));
+    EXPECT_TRUE(searches(1));
+}
+
+TEST_F(BluezSharedScan, GoesOnWhenTheConnectionFails)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("Connect"),
+        {{QStringLiteral("error"), QStringLiteral("org.bluez.Error.Failed")}, {QStringLiteral("delay"), 200},
+            {QStringLiteral("times"), 1}});
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    ASSERT_TRUE(waitForEvent("failedToConnect"));
+    EXPECT_TRUE(searches(2));
+}
+
+TEST_F(BluezSharedScan, GoesOnWhenTheAttemptIsCancelled)
+{
+    startBoth();
+    search();
+    muteConnect();
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    m_central->cancelConnection(printer);
+    EXPECT_TRUE(searches(2));
+}
+
+TEST_F(BluezSharedScan, GoesOnWhenTheConnectingCentralIsGone)
+{
+    startBoth();
+    search();
+    muteConnect();
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    m_central.reset();
+    EXPECT_TRUE(searches(2));
+}
+
+TEST_F(BluezSharedScan, DoesNotBeginAgainWhenItWasStoppedMeanwhile)
+{
+    startBoth();
+    search();
+    m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("delay"), 300}});
+    m_central->connect(printer);
+    ASSERT_TRUE(hasPaused());
+    m_other->stopScan();
+    ASSERT_TRUE(waitForEvent("connected"));
+    letPass(100ms);
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("StartDiscovery")), 1);
+}
+
+TEST_F(BluezSharedScan, IsNotHeldUpForLongByAPrinterThatDoesNotAnswer)
+{
+    startBoth();
+    search();
+    muteConnect();
+    QElapsedTimer clock;
+    clock.start();
+    m_central->connect(printer);
+    ASSERT_TRUE(searches(2));
+    EXPECT_GE(clock.elapsed(), BluezRadio::longestPause.count());
+    EXPECT_FALSE(m_events.has("connected"));
+}
+
+} // namespace adapter
