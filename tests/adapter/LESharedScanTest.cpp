@@ -42,6 +42,19 @@ protected:
     }
 };
 
+TEST_F(BluezSharedScan, BeginsOnlyOnceAnotherThatIsBeginningHasBegun)
+{
+    startBoth();
+    m_bluez.behave(QStringLiteral("StartDiscovery"), {{QStringLiteral("delay"), 200}});
+    m_central->startScan();
+    m_other->startScan();
+    ASSERT_TRUE(searches(2));
+    m_bluez.change(
+        printerPath, QStringLiteral("org.bluez.Device1"), {{QStringLiteral("RSSI"), QVariant::fromValue(short(-60))}});
+    EXPECT_TRUE(waitForEvent("discovered Printer")) << "BlueZ does not answer the first of two that meet";
+    EXPECT_TRUE(waitFor([&] { return m_otherEvents.has("discovered Printer"); }));
+}
+
 TEST_F(BluezSharedScan, PausesUntilTheLinkStands)
 {
     startBoth();

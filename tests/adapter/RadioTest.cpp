@@ -2,6 +2,7 @@
 #include "transports/linux/bluez/BluezRadio.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,13 +14,6 @@ using namespace std::chrono_literals;
 
 class BluezRadioTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        m_radio.join(m_first, m_queue, [this] { m_told.emplace_back("first"); });
-        m_radio.join(m_second, m_queue, [this] { m_told.emplace_back("second"); });
-    }
-
-    [[nodiscard]] BluezRadio::TimePoint now() const { return m_queue.now(); }
     /// Who was told since the last call.
     std::vector<std::string> told()
     {
@@ -31,87 +25,103 @@ protected:
 
     std::shared_ptr<test::VirtualClock> m_clock = std::make_shared<test::VirtualClock>();
     test::VirtualQueue m_queue{m_clock};
-    BluezRadio m_radio;
     std::vector<std::string> m_told;
-    const BluezRadio::Central m_first = this;
-    const BluezRadio::Central m_second = &m_radio;
+    BluezRadio m_radio;
+    BluezRadioUser m_first{m_radio, m_queue, [this] { m_told.emplace_back("first"); }};
+    std::optional<BluezRadioUser> m_second{std::in_place, m_radio, m_queue, [this] { m_told.emplace_back("second"); }};
 };
 
-TEST_F(BluezRadioTest, LetsBothSearchAtOnce)
+TEST_F(BluezRadioTest, LetsBothSearchOnceTheFirstsRequestIsAnswered)
 {
-    EXPECT_TRUE(m_radio.beginSearch(m_first, now()));
-    EXPECT_TRUE(m_radio.beginSearch(m_second, now()));
+    ASSERT_TRUE(m_first.beginSearch());
+    EXPECT_TRUE(m_second->maySearch());
+    EXPECT_FALSE(m_second->beginSearch());
     EXPECT_EQ(told(), Names{});
+    m_first.endRequest();
+    EXPECT_EQ(told(), Names{"second"});
+    EXPECT_TRUE(m_second->beginSearch());
+}
+
+TEST_F(BluezRadioTest, LetsNobodyEndASearchWhileAnotherRequestIsUnderWay)
+{
+    ASSERT_TRUE(m_first.beginSearch());
+    m_first.endRequest();
+    ASSERT_TRUE(m_second->beginSearch());
+    EXPECT_FALSE(m_first.beginRequest());
+    m_second->endRequest();
+    ASSERT_TRUE(m_first.beginRequest());
+    EXPECT_FALSE(m_second->beginRequest());
+    m_first.endRequest();
+    EXPECT_TRUE(m_second->beginRequest());
 }
 
 TEST_F(BluezRadioTest, LetsNobodySearchWhileAnotherConnectsAtLeastOnce)
 {
-    m_radio.beginConnecting(m_first, now());
-    m_radio.beginConnecting(m_first, now());
+    m_first.beginConnecting();
+    m_first.beginConnecting();
     EXPECT_EQ(told(), Names{"second"});
-    EXPECT_TRUE(m_radio.maySearch(m_first, now())) << "its own affair";
-    EXPECT_FALSE(m_radio.maySearch(m_second, now()));
-    EXPECT_FALSE(m_radio.beginSearch(m_second, now()));
-    m_radio.endConnecting(m_first);
-    EXPECT_FALSE(m_radio.maySearch(m_second, now()));
+    EXPECT_TRUE(m_first.maySearch()) << "its own affair";
+    EXPECT_FALSE(m_second->maySearch());
+    EXPECT_FALSE(m_second->beginSearch());
+    m_first.endConnecting();
+    EXPECT_FALSE(m_second->maySearch());
     EXPECT_EQ(told(), Names{});
-    m_radio.endConnecting(m_first);
+    m_first.endConnecting();
     EXPECT_EQ(told(), Names{"second"});
-    EXPECT_TRUE(m_radio.beginSearch(m_second, now()));
+    EXPECT_TRUE(m_second->beginSearch());
 }
 
 TEST_F(BluezRadioTest, LetsSearchAgainAfterFourSecondsOfConnecting)
 {
-    m_radio.beginConnecting(m_first, now());
-    EXPECT_FALSE(m_radio.maySearch(m_second, now() + 3'999ms));
-    EXPECT_TRUE(m_radio.maySearch(m_second, now() + 4'000ms));
-    EXPECT_TRUE(m_radio.beginSearch(m_second, now() + 4'000ms));
+    m_first.beginConnecting();
+    m_clock->advance(3'999ms);
+    EXPECT_FALSE(m_second->maySearch());
+    m_clock->advance(1ms);
+    EXPECT_TRUE(m_second->maySearch());
+    EXPECT_TRUE(m_second->beginSearch());
 }
 
 TEST_F(BluezRadioTest, LetsConnectOnceTheOthersSearchHasEnded)
 {
-    ASSERT_TRUE(m_radio.beginSearch(m_second, now()));
-    m_radio.beginConnecting(m_first, now());
-    EXPECT_EQ(told(), Names{"second"});
-    EXPECT_FALSE(m_radio.mayConnect(m_first, now()));
-    m_radio.endSearch(m_second);
-    EXPECT_TRUE(m_radio.mayConnect(m_first, now()));
+    ASSERT_TRUE(m_second->beginSearch());
+    m_second->endRequest();
+    m_first.beginConnecting();
+    EXPECT_FALSE(m_first.mayConnect());
+    told();
+    m_second->endSearch();
+    EXPECT_TRUE(m_first.mayConnect());
     EXPECT_EQ(told(), Names{"first"});
-    m_radio.endSearch(m_second);
+    m_second->endSearch();
     EXPECT_EQ(told(), Names{}) << "it had ended before";
 }
 
 TEST_F(BluezRadioTest, LetsConnectBesideItsOwnSearch)
 {
-    ASSERT_TRUE(m_radio.beginSearch(m_first, now()));
-    m_radio.beginConnecting(m_first, now());
-    EXPECT_TRUE(m_radio.mayConnect(m_first, now()));
+    ASSERT_TRUE(m_first.beginSearch());
+    m_first.beginConnecting();
+    EXPECT_TRUE(m_first.mayConnect());
 }
 
 TEST_F(BluezRadioTest, LetsConnectAfterTwoSecondsBesideASearchThatDoesNotEnd)
 {
-    ASSERT_TRUE(m_radio.beginSearch(m_second, now()));
-    m_radio.beginConnecting(m_first, now());
-    EXPECT_FALSE(m_radio.mayConnect(m_first, now() + 1'999ms));
-    EXPECT_TRUE(m_radio.mayConnect(m_first, now() + 2'000ms));
+    ASSERT_TRUE(m_second->beginSearch());
+    m_first.beginConnecting();
+    m_clock->advance(1'999ms);
+    EXPECT_FALSE(m_first.mayConnect());
+    m_clock->advance(1ms);
+    EXPECT_TRUE(m_first.mayConnect());
 }
 
-TEST_F(BluezRadioTest, TellsOfTheEndOfASearchOnlyWhoConnects)
+TEST_F(BluezRadioTest, ForgetsWhoIsGone)
 {
-    ASSERT_TRUE(m_radio.beginSearch(m_second, now()));
-    m_radio.endSearch(m_second);
-    EXPECT_EQ(told(), Names{});
-}
-
-TEST_F(BluezRadioTest, ForgetsWhoLeaves)
-{
-    ASSERT_TRUE(m_radio.beginSearch(m_second, now()));
-    m_radio.beginConnecting(m_first, now());
+    ASSERT_TRUE(m_second->beginSearch());
+    m_first.beginConnecting();
     EXPECT_TRUE(m_told.empty()) << "never within the call";
-    m_radio.leave(m_second);
-    EXPECT_TRUE(m_radio.mayConnect(m_first, now()));
-    EXPECT_EQ(told(), Names{"first"}) << "the second has left before it could be told";
-    m_radio.endConnecting(m_first);
+    m_second.reset();
+    EXPECT_TRUE(m_first.mayConnect());
+    EXPECT_TRUE(m_first.beginRequest());
+    EXPECT_EQ(told(), Names{"first"}) << "the second was gone before it could be told";
+    m_first.endConnecting();
     EXPECT_EQ(told(), Names{});
 }
 

@@ -270,6 +270,8 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     }
     if (member == QLatin1String("StopDiscovery"))
         m_discoveryEnds.insert(message.service());
+    if (member == QLatin1String("StartDiscovery"))
+        m_discoveryBegins = message.service();
     later(delay, answer);
     return true;
 }
@@ -320,7 +322,9 @@ void SimulatedBluezService::startDiscovery(const QDBusMessage& message)
     } else {
         m_discovering.insert(message.service());
         change(message.path(), adapterInterface, {{QStringLiteral("Discovering"), true}}, {});
-        reply(message);
+        if (m_discoveryBegins.isEmpty() || m_discoveryBegins == message.service())
+            reply(message);
+        m_discoveryBegins.remove(message.service());
     }
 }
 

@@ -111,6 +111,7 @@ private:
     QHash<QString, QVariantMap> m_behaviours;
     QStringList m_calls;
     QSet<QString> m_discovering; ///< clients with a session
+    QString m_discoveryBegins; ///< client of the latest StartDiscovery that waits; an earlier one is never answered
     QSet<QString> m_discoveryEnds; ///< clients whose StopDiscovery is not answered yet; nobody gets a link meanwhile
     QHash<QString, QDBusMessage> m_connecting; ///< by device path
     QSet<QString> m_writing; ///< characteristics with a request under way

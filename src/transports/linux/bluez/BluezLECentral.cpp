@@ -32,32 +32,23 @@ BluezLECentral::BluezLECentral(
     , m_shared(std::move(shared))
     , m_client(queue, std::move(busAddress), *this)
     , m_drain(queue)
-    , m_scan(queue, m_client, scanEvents())
+    , m_radio(m_shared->radio, queue,
+          [this] {
+              m_scan.radioChanged();
+              evaluateLinks();
+          })
+    , m_scan(queue, m_client, m_radio,
+          {[this](const BluezDevice& device) { m_events.discovered(peripheralOf(device), QString()); },
+              [this] { evaluateLinks(); }})
     , m_retiredLinks(queue)
 {
     Q_ASSERT(queue.isCurrent());
-    m_shared->radio.join(this, queue, [this] {
-        m_scan.permissionChanged();
-        evaluateLinks();
-    });
-}
-
-BluezScanEvents BluezLECentral::scanEvents()
-{
-    BluezScanEvents events;
-    events.mayRun = [this] { return m_shared->radio.maySearch(this, m_queue.now()); };
-    events.begin = [this] { return m_shared->radio.beginSearch(this, m_queue.now()); };
-    events.over = [this] { m_shared->radio.endSearch(this); };
-    events.sighted = [this](const BluezDevice& device) { m_events.discovered(peripheralOf(device), QString()); };
-    events.stopped = [this] { evaluateLinks(); };
-    return events;
 }
 
 BluezLECentral::~BluezLECentral()
 {
     Q_ASSERT(m_queue.isCurrent());
     m_scan.stop();
-    m_shared->radio.leave(this);
 }
 
 // State
@@ -192,14 +183,14 @@ BluezLELink* BluezLECentral::link(const QUuid& peripheral) const
 void BluezLECentral::setConnecting(bool connecting)
 {
     if (connecting)
-        m_shared->radio.beginConnecting(this, m_queue.now());
+        m_radio.beginConnecting();
     else
-        m_shared->radio.endConnecting(this);
+        m_radio.endConnecting();
 }
 
 bool BluezLECentral::mayConnect() const
 {
-    return !m_scan.isEnding() && m_shared->radio.mayConnect(this, m_queue.now());
+    return !m_scan.isEnding() && m_radio.mayConnect();
 }
 
 void BluezLECentral::evaluateLinks()

@@ -30,7 +30,7 @@ struct BluezShared {
 ///   restart.
 /// - A link that BlueZ has already is used as it is. A link is ended only when this process asked for it and none of
 ///   its centrals uses it any more.
-/// - A search pauses while another central connects (BluezRadio.h).
+/// - Searching and connecting take turns with those of the other centrals (BluezRadio.h).
 /// - Links that were being cancelled when the state left `poweredOn` are reported as disconnected after it.
 class BluezLECentral final : public LECentral, private BluezClientEvents, private BluezLELinkOwner {
 public:
@@ -64,7 +64,6 @@ private:
     [[nodiscard]] bool mayConnect() const override;
     void linkEnded(const QUuid& peripheral, BluezLinkEnd end) override;
 
-    [[nodiscard]] BluezScanEvents scanEvents();
     [[nodiscard]] LECentralState stateNow() const;
     void evaluateState();
     void setState(LECentralState state);
@@ -82,6 +81,7 @@ private:
     BluezClient m_client;
     QString m_owner; ///< the bluetoothd that the links belong to
     BluezSocketDrain m_drain;
+    BluezRadioUser m_radio;
     BluezScan m_scan;
     std::map<QUuid, std::unique_ptr<BluezLELink>> m_links;
     BluezRetired<BluezLELink> m_retiredLinks;

@@ -5,92 +5,107 @@
 
 namespace harrowmint {
 
-void BluezRadio::join(Central central, SerialQueue& queue, std::function<void()> changed)
+BluezRadioUser::BluezRadioUser(BluezRadio& radio, SerialQueue& queue, std::function<void()> changed)
+    : m_radio(radio)
+    , m_queue(queue)
+    , m_changed(std::make_shared<std::function<void()>>(std::move(changed)))
 {
-    const std::lock_guard guard(m_lock);
-    Party& party = m_parties[central];
-    party.queue = &queue;
-    party.changed = std::make_shared<std::function<void()>>(std::move(changed));
+    const std::lock_guard guard(m_radio.m_lock);
+    m_radio.m_users.push_back(this);
 }
 
-void BluezRadio::leave(Central central)
+BluezRadioUser::~BluezRadioUser()
 {
-    const std::lock_guard guard(m_lock);
-    if (m_parties.erase(central) > 0)
-        tellOthers(central);
+    const std::lock_guard guard(m_radio.m_lock);
+    std::erase(m_radio.m_users, this);
+    tellOthers();
 }
 
-bool BluezRadio::maySearchLocked(Central central, TimePoint now) const
+bool BluezRadioUser::maySearch() const
 {
-    return std::none_of(m_parties.begin(), m_parties.end(), [central, now](const auto& entry) {
-        const Party& party = entry.second;
-        return entry.first != central && party.connecting > 0 && now < party.since + longestPause;
+    const std::lock_guard guard(m_radio.m_lock);
+    return !othersConnect();
+}
+
+bool BluezRadioUser::beginSearch()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (othersConnect() || anyOther([](const BluezRadioUser& other) { return other.m_requesting; }))
+        return false;
+    m_searching = true;
+    m_requesting = true;
+    return true;
+}
+
+void BluezRadioUser::endSearch()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (std::exchange(m_searching, false))
+        tellOthers();
+}
+
+bool BluezRadioUser::beginRequest()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (anyOther([](const BluezRadioUser& other) { return other.m_requesting; }))
+        return false;
+    m_requesting = true;
+    return true;
+}
+
+void BluezRadioUser::endRequest()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (std::exchange(m_requesting, false))
+        tellOthers();
+}
+
+void BluezRadioUser::beginConnecting()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (++m_connecting > 1)
+        return;
+    m_since = m_queue.now();
+    tellOthers();
+}
+
+void BluezRadioUser::endConnecting()
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    if (--m_connecting == 0)
+        tellOthers();
+}
+
+bool BluezRadioUser::mayConnect() const
+{
+    const std::lock_guard guard(m_radio.m_lock);
+    return m_queue.now() >= m_since + BluezRadio::longestSearchEnd
+        || !anyOther([](const BluezRadioUser& other) { return other.m_searching; });
+}
+
+bool BluezRadioUser::anyOther(const std::function<bool(const BluezRadioUser&)>& condition) const
+{
+    return std::any_of(m_radio.m_users.begin(), m_radio.m_users.end(),
+        [&](const BluezRadioUser* other) { return other != this && condition(*other); });
+}
+
+bool BluezRadioUser::othersConnect() const
+{
+    return anyOther([now = m_queue.now()](const BluezRadioUser& other) {
+        return other.m_connecting > 0 && now < other.m_since + BluezRadio::longestPause;
     });
 }
 
-bool BluezRadio::maySearch(Central central, TimePoint now)
+void BluezRadioUser::tellOthers() const
 {
-    const std::lock_guard guard(m_lock);
-    return maySearchLocked(central, now);
-}
-
-bool BluezRadio::beginSearch(Central central, TimePoint now)
-{
-    const std::lock_guard guard(m_lock);
-    return m_parties.at(central).searching = maySearchLocked(central, now);
-}
-
-void BluezRadio::endSearch(Central central)
-{
-    const std::lock_guard guard(m_lock);
-    if (!std::exchange(m_parties.at(central).searching, false))
-        return;
-    for (const auto& entry : m_parties) {
-        if (entry.second.connecting > 0)
-            tell(entry.second);
+    for (const BluezRadioUser* other : m_radio.m_users) {
+        if (other == this)
+            continue;
+        other->m_queue.async([weak = std::weak_ptr(other->m_changed)] {
+            if (const auto changed = weak.lock())
+                (*changed)();
+        });
     }
-}
-
-void BluezRadio::beginConnecting(Central central, TimePoint now)
-{
-    const std::lock_guard guard(m_lock);
-    Party& party = m_parties.at(central);
-    if (++party.connecting > 1)
-        return;
-    party.since = now;
-    tellOthers(central);
-}
-
-void BluezRadio::endConnecting(Central central)
-{
-    const std::lock_guard guard(m_lock);
-    if (--m_parties.at(central).connecting == 0)
-        tellOthers(central);
-}
-
-bool BluezRadio::mayConnect(Central central, TimePoint now)
-{
-    const std::lock_guard guard(m_lock);
-    if (now >= m_parties.at(central).since + longestSearchEnd)
-        return true;
-    return std::none_of(m_parties.begin(), m_parties.end(),
-        [central](const auto& entry) { return entry.first != central && entry.second.searching; });
-}
-
-void BluezRadio::tellOthers(Central central)
-{
-    for (const auto& [other, party] : m_parties) {
-        if (other != central)
-            tell(party);
-    }
-}
-
-void BluezRadio::tell(const Party& party)
-{
-    party.queue->async([weak = std::weak_ptr(party.changed)] {
-        if (const auto changed = weak.lock())
-            (*changed)();
-    });
 }
 
 } // namespace harrowmint

@@ -4,63 +4,81 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
+#include <vector>
 
 namespace harrowmint {
 
-/// Which of this process's centrals searches and which one connects. The two do not go together: beside a search BlueZ
-/// takes seconds to connect, and beside the end of one it may not connect at all. So nobody begins to search while
-/// another connects, searches that run end, and connecting waits until they have. Both waits are limited: a printer
-/// that does not answer hides no others, and a search that does not end keeps no receipt.
+class BluezRadioUser;
+
+/// What the centrals of one process do with the radio, which they share on whatever queues they live. Some of it does
+/// not go together, although BlueZ takes it:
 ///
-/// Shared by the centrals, on whatever queues they live: any thread.
+/// - Of two requests to begin a search that meet, BlueZ never answers the first, and goes on searching for it until
+///   its client is gone. So requests that begin or end a search are made one after the other.
+/// - Beside a search BlueZ takes seconds to connect, and beside the end of one it may not connect at all. So searches
+///   end when another central connects, none begins meanwhile, and connecting waits until they have ended.
+///
+/// Both waits for searches are limited: a printer that does not answer hides no others, and a search that does not end
+/// keeps no receipt. Outlives its users.
 class BluezRadio {
 public:
-    using Central = const void*;
-    using TimePoint = std::chrono::steady_clock::time_point;
-
     /// Searches wait that long for one central's links. A printer that is on connects within a second or two.
     static constexpr std::chrono::milliseconds longestPause{4'000};
     /// Connecting waits that long for the end of searches, which takes BlueZ a moment.
     static constexpr std::chrono::milliseconds longestSearchEnd{2'000};
 
-    /// From now on `changed` runs on the queue whenever another central may have changed what this one may do; that a
-    /// limit has passed is for the central to look after.
-    void join(Central central, SerialQueue& queue, std::function<void()> changed);
-    /// Ends that, and what the central had begun. On the central's queue, where nothing is called afterwards.
-    void leave(Central central);
+private:
+    friend class BluezRadioUser;
+
+    std::mutex m_lock; ///< for the users, too
+    std::vector<BluezRadioUser*> m_users;
+};
+
+/// One central's part in it. On the central's queue only.
+class BluezRadioUser {
+public:
+    /// `changed` runs on the queue whenever another central may have changed what this one may do; that a limit has
+    /// passed is for the central to look after.
+    BluezRadioUser(BluezRadio& radio, SerialQueue& queue, std::function<void()> changed);
+    /// Ends all that was begun.
+    ~BluezRadioUser();
+    BluezRadioUser(const BluezRadioUser&) = delete;
+    BluezRadioUser& operator=(const BluezRadioUser&) = delete;
 
     /// Whether the central may search, and go on searching.
-    [[nodiscard]] bool maySearch(Central central, TimePoint now);
-    /// Begins a search, if it may: until `endSearch`, at which BlueZ has none of it left.
-    [[nodiscard]] bool beginSearch(Central central, TimePoint now);
-    void endSearch(Central central);
+    [[nodiscard]] bool maySearch() const;
+    /// Begins a search, and the request for it, if it may: until `endSearch`, at which BlueZ has none of it left.
+    [[nodiscard]] bool beginSearch();
+    void endSearch();
+    /// Begins the request that ends a search, if it is this central's turn.
+    [[nodiscard]] bool beginRequest();
+    /// The request that begins or ends a search has been answered, or given up.
+    void endRequest();
 
-    /// The central has one more link to connect, and says so before it asks `mayConnect`.
-    void beginConnecting(Central central, TimePoint now);
+    /// There is one more link to connect. To be said before `mayConnect` is asked.
+    void beginConnecting();
     /// One less.
-    void endConnecting(Central central);
+    void endConnecting();
     /// Whether BlueZ may be asked to connect now, as far as the other centrals are concerned.
-    [[nodiscard]] bool mayConnect(Central central, TimePoint now);
+    [[nodiscard]] bool mayConnect() const;
 
 private:
-    struct Party {
-        SerialQueue* queue = nullptr;
-        std::shared_ptr<std::function<void()>> changed;
-        bool searching = false;
-        int connecting = 0;
-        TimePoint since; ///< when it began to connect
-    };
+    using TimePoint = std::chrono::steady_clock::time_point;
 
-    [[nodiscard]] bool maySearchLocked(Central central, TimePoint now) const;
-    void tellOthers(Central central);
-    static void tell(const Party& party);
+    // All that follows: with the lock held.
+    [[nodiscard]] bool anyOther(const std::function<bool(const BluezRadioUser&)>& condition) const;
+    [[nodiscard]] bool othersConnect() const;
+    void tellOthers() const;
 
-    std::mutex m_lock;
-    std::map<Central, Party> m_parties;
+    BluezRadio& m_radio;
+    SerialQueue& m_queue;
+    std::shared_ptr<std::function<void()>> m_changed;
+    bool m_searching = false;
+    bool m_requesting = false;
+    int m_connecting = 0;
+    TimePoint m_since; ///< when it began to connect
 };
 
 } // namespace harrowmint

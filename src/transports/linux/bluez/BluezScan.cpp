@@ -8,14 +8,15 @@ namespace {
 
 /// An adapter that was just switched on may refuse for a moment.
 constexpr std::chrono::milliseconds startAgain{1'000};
-/// While there may be no session.
-constexpr std::chrono::milliseconds askAgain{1'000};
+/// While others use the radio: that a limit has passed is not told.
+constexpr std::chrono::milliseconds lookAgain{1'000};
 
 } // namespace
 
-BluezScan::BluezScan(SerialQueue& queue, BluezClient& client, BluezScanEvents events)
+BluezScan::BluezScan(SerialQueue& queue, BluezClient& client, BluezRadioUser& radio, BluezScanEvents events)
     : m_queue(queue)
     , m_client(client)
+    , m_radio(radio)
     , m_events(std::move(events))
 {
 }
@@ -36,9 +37,9 @@ void BluezScan::stop()
     proceed();
 }
 
-void BluezScan::permissionChanged()
+void BluezScan::radioChanged()
 {
-    if (m_phase != Phase::idle || m_refused)
+    if (m_phase != Phase::idle || m_waiting)
         proceed();
 }
 
@@ -46,9 +47,10 @@ void BluezScan::reset()
 {
     m_wanted = false;
     m_retry.cancel();
-    setRefused(false);
+    setWaiting(false);
     ++m_session;
-    setPhase(Phase::idle);
+    m_radio.endRequest();
+    setIdle();
 }
 
 void BluezScan::adapterChanged()
@@ -65,47 +67,46 @@ void BluezScan::adapterChanged()
 /// Brings the session nearer to what is wanted, unless a request is under way.
 void BluezScan::proceed()
 {
-    const bool mayRun = m_wanted && m_events.mayRun();
-    setRefused(m_wanted && !mayRun);
-    if (mayRun && m_phase == Phase::idle)
+    setWaiting(m_wanted && !m_radio.maySearch());
+    if (m_phase == Phase::idle && mayRun())
         startDiscovery();
-    else if (!mayRun && m_phase == Phase::running)
+    else if (m_phase == Phase::running && !mayRun())
         stopDiscovery();
 }
 
-void BluezScan::setRefused(bool refused)
+void BluezScan::setWaiting(bool waiting)
 {
-    m_refused = refused;
-    m_askAgain.cancel();
-    if (refused)
-        m_askAgain = m_queue.after(askAgain, [this] { proceed(); });
+    m_waiting = waiting;
+    m_lookAgain.cancel();
+    if (waiting)
+        m_lookAgain = m_queue.after(lookAgain, [this] { proceed(); });
 }
 
-void BluezScan::setPhase(Phase phase)
+void BluezScan::setIdle()
 {
-    const bool isOver = m_phase != Phase::idle && phase == Phase::idle;
-    m_phase = phase;
-    if (isOver)
-        m_events.over();
+    m_phase = Phase::idle;
+    m_radio.endSearch();
 }
 
 void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDBusMessage&))
 {
     const BluezCall call{m_adapter, bluez::adapterInterface, member, {}};
     m_client.call(call, this, [this, then, session = m_session](const QDBusMessage& reply) {
-        if (session == m_session)
-            (this->*then)(reply);
+        if (session != m_session)
+            return;
+        m_radio.endRequest();
+        (this->*then)(reply);
     });
 }
 
 /// LE only, and no services: most printers do not advertise theirs.
 void BluezScan::startDiscovery()
 {
-    if (!m_events.begin()) {
-        setRefused(true);
+    if (!m_radio.beginSearch()) {
+        setWaiting(true);
         return;
     }
-    setPhase(Phase::starting);
+    m_phase = Phase::starting;
     m_adapter = m_client.objects().adapter();
     const QVariantMap filter{{QStringLiteral("Transport"), QStringLiteral("le")}};
     m_client.send({m_adapter, bluez::adapterInterface, QStringLiteral("SetDiscoveryFilter"), {filter}});
@@ -115,12 +116,12 @@ void BluezScan::startDiscovery()
 void BluezScan::started(const QDBusMessage& reply)
 {
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        setPhase(Phase::idle);
+        setIdle();
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
         m_events.stopped();
         return;
     }
-    setPhase(Phase::running);
+    m_phase = Phase::running;
     proceed();
     for (const BluezDevice& device : m_client.objects().devices())
         sight(device);
@@ -128,14 +129,18 @@ void BluezScan::started(const QDBusMessage& reply)
 
 void BluezScan::stopDiscovery()
 {
-    setPhase(Phase::stopping);
+    if (!m_radio.beginRequest()) {
+        setWaiting(true);
+        return;
+    }
+    m_phase = Phase::stopping;
     request(QStringLiteral("StopDiscovery"), &BluezScan::stopped);
 }
 
 /// Refused or not, there is no session any more.
 void BluezScan::stopped(const QDBusMessage& /*reply*/)
 {
-    setPhase(Phase::idle);
+    setIdle();
     proceed();
     m_events.stopped();
 }
