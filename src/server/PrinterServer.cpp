@@ -32,6 +32,11 @@ bool isFatalToListener(const asio::error_code& error)
         || error == asio::error::not_socket;
 }
 
+void answerNotReady(const HTTPRequest&, const ReplyCallback& answer)
+{
+    answer({.status = 503, .message = notReadyText.toString()});
+}
+
 } // namespace
 
 void PrinterServer::Implementation::start()
@@ -203,23 +208,31 @@ void PrinterServer::Implementation::handOver(const ConnectionPointer& connection
         closeOnFailure(connection);
     m_requests.emplace_back(std::move(request), replyCallback(connection->id));
     if (m_requests.size() == 1)
-        asio::post(m_context, [this] { handOverRequests(); });
+        asio::post(m_context, [this] { handOver(std::exchange(m_requests, {})); });
 }
 
 /// All that came in one round of the loop wake the main queue once.
-void PrinterServer::Implementation::handOverRequests()
+void PrinterServer::Implementation::handOver(Requests requests)
 {
-    m_main.async([weak = weak_from_this(), requests = std::exchange(m_requests, {})] {
-        const auto self = weak.lock();
-        if (!self || !self->m_owner)
-            return;
-        for (const auto& [request, answer] : requests) {
-            if (self->m_owner->handler)
-                self->m_owner->handler(request, answer);
-            else
-                answer({.status = 503, .message = notReadyText.toString()});
-        }
+    m_main.async([weak = weak_from_this(), requests = std::move(requests)] {
+        if (const auto self = weak.lock())
+            self->handle(requests);
     });
+}
+
+/// What the handler throws at one request, or does to the server, is no fault of those that came with it.
+void PrinterServer::Implementation::handle(const Requests& requests)
+{
+    for (auto next = requests.begin(); next != requests.end() && m_owner; ++next) {
+        // A copy: the call may destroy the server.
+        const Handler handler = m_owner->handler ? m_owner->handler : answerNotReady;
+        try {
+            handler(next->first, next->second);
+        } catch (...) {
+            handOver(Requests(next + 1, requests.end()));
+            throw;
+        }
+    }
 }
 
 // Replying
@@ -266,20 +279,7 @@ void PrinterServer::Implementation::sendRest(const ConnectionPointer& connection
         });
 }
 
-void PrinterServer::Implementation::abandon(std::uint64_t id)
-{
-    if (const ConnectionPointer connection = openConnection(id))
-        close(connection);
-}
-
 // Closing
-
-/// Replaces any earlier deadline.
-void PrinterServer::Implementation::closeAt(const ConnectionPointer& connection, Clock::time_point deadline)
-{
-    connection->deadline = deadline;
-    sweepBy(deadline);
-}
 
 void PrinterServer::Implementation::sweepBy(Clock::time_point deadline)
 {

@@ -28,8 +28,8 @@ struct PrinterServerLimits {
 };
 
 /// The loopback HTTP/1.1 server: one request a connection. Owned by the delegate; created, set up and destroyed on the
-/// main queue. Connections, their timers and sends run on a thread of its own named after
-/// "com.harrowmint.printer.http".
+/// main queue, the latter also by its own handler. Connections, their timers and sends run on a thread of its own named
+/// after "com.harrowmint.printer.http".
 class PrinterServer {
 public:
     static constexpr std::uint16_t defaultPort = 9100;
@@ -44,6 +44,7 @@ public:
     PrinterServer& operator=(const PrinterServer&) = delete;
 
     /// Gets each complete request with its reply callback; set before `start`. Without one every request gets a 503.
+    /// What it throws reaches the main queue.
     Handler handler;
     /// Gets the listener's state as a text for people and whether it is well; set before `start`.
     Status status;

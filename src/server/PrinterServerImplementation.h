@@ -73,6 +73,8 @@ public:
     [[nodiscard]] bool onMain() const { return m_main.isCurrent(); }
 
 private:
+    using Requests = std::vector<std::pair<HTTPRequest, ReplyCallback>>;
+
     asio::error_code listen();
     void run();
     void report(const QString& text, bool ok);
@@ -83,12 +85,22 @@ private:
     void receive(const ConnectionPointer& connection);
     void received(const ConnectionPointer& connection);
     void handOver(const ConnectionPointer& connection, HTTPRequest request);
-    void handOverRequests();
+    void handOver(Requests requests);
+    void handle(const Requests& requests);
     ReplyCallback replyCallback(std::uint64_t id);
     void reply(std::uint64_t id, const HTTPReply& reply);
     void sendRest(const ConnectionPointer& connection);
-    void abandon(std::uint64_t id);
-    void closeAt(const ConnectionPointer& connection, Clock::time_point deadline);
+    void abandon(std::uint64_t id)
+    {
+        if (const ConnectionPointer connection = openConnection(id))
+            close(connection);
+    }
+    /// Replaces any earlier deadline.
+    void closeAt(const ConnectionPointer& connection, Clock::time_point deadline)
+    {
+        connection->deadline = deadline;
+        sweepBy(deadline);
+    }
     void sweepBy(Clock::time_point deadline);
     void sweep();
     void expired(const ConnectionPointer& connection);
@@ -125,7 +137,7 @@ private:
     std::map<std::uint64_t, ConnectionPointer> m_connections;
     std::list<ConnectionPointer> m_draining; ///< the oldest first
     std::uint64_t m_nextId = 0;
-    std::vector<std::pair<HTTPRequest, ReplyCallback>> m_requests; ///< read, and not yet with the main queue
+    Requests m_requests; ///< read, and not yet with the main queue
     /// Of requests that have been read. A new one of this size costs the allocator more than all else of a request.
     std::vector<QByteArray> m_spareBuffers;
     std::array<char, maximumReadBytes> m_discarded; ///< what draining connections read, never looked at

@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -68,6 +69,16 @@ qsizetype Client::send(const QByteArray& bytes)
         sent += count;
     }
     return sent;
+}
+
+void Client::waitUntilDelivered()
+{
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(hangMilliseconds);
+    int unacknowledged = 0;
+    while (::ioctl(m_socket, TIOCOUTQ, &unacknowledged) == 0 && unacknowledged > 0) {
+        ASSERT_LT(std::chrono::steady_clock::now(), giveUp) << "the server's system does not take it";
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 void Client::endSending()

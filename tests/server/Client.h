@@ -35,6 +35,8 @@ public:
     [[nodiscard]] int descriptor() const { return m_socket; }
     /// Sends all of `bytes` unless the server resets the connection before; returns how many went out.
     qsizetype send(const QByteArray& bytes);
+    /// Waits until all that was sent is with the server's system, where that can be told.
+    void waitUntilDelivered();
     /// Ends the sending side; the other stays open.
     void endSending();
     /// Closes so that the server sees a reset.

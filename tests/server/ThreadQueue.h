@@ -10,8 +10,8 @@
 
 namespace harrowmint::test {
 
-/// A SerialQueue on a plain thread that a sanitizer sees through. Tasks can be held back; what a test runs itself comes
-/// first and is never held. No timers.
+/// A SerialQueue on a plain thread that a sanitizer sees through. Tasks can be held back, and so can those who give
+/// them; what a test runs itself comes first and is never held. No timers.
 class ThreadQueue final : public SerialQueue {
 public:
     ThreadQueue()
@@ -28,7 +28,12 @@ public:
         m_thread.join();
     }
 
-    void async(Task task) override { add(m_tasks, std::move(task)); }
+    void async(Task task) override
+    {
+        add(m_tasks, std::move(task));
+        std::unique_lock guard(m_lock);
+        m_changed.wait(guard, [this] { return !m_giversHeld; });
+    }
     [[nodiscard]] Timer after(Duration, Task) override { std::abort(); }
     [[nodiscard]] std::chrono::steady_clock::time_point now() const override
     {
@@ -50,8 +55,27 @@ public:
         end.get();
     }
     /// From now on tasks wait.
-    void hold() { setHeld(true); }
-    void release() { setHeld(false); }
+    void hold() { set(m_held, true); }
+    void release() { set(m_held, false); }
+    /// From now on whoever gives a task waits once it is in the queue.
+    void holdGivers() { set(m_giversHeld, true); }
+    void releaseGivers() { set(m_giversHeld, false); }
+    /// Runs the first of the held tasks, of which there must be one; passes its exception on.
+    void runHeld()
+    {
+        run([this] {
+            std::unique_lock guard(m_lock);
+            const Task task = std::move(m_tasks.front());
+            m_tasks.pop_front();
+            guard.unlock();
+            task();
+        });
+    }
+    [[nodiscard]] std::size_t held()
+    {
+        const std::lock_guard guard(m_lock);
+        return m_tasks.size();
+    }
     /// Waits until `count` tasks are held.
     void waitForHeld(std::size_t count)
     {
@@ -68,11 +92,11 @@ private:
         }
         m_changed.notify_all();
     }
-    void setHeld(bool held)
+    void set(bool& flag, bool value)
     {
         {
             const std::lock_guard guard(m_lock);
-            m_held = held;
+            flag = value;
         }
         m_changed.notify_all();
     }
@@ -105,6 +129,7 @@ private:
     std::deque<Task> m_first;
     std::deque<Task> m_tasks;
     bool m_held = false;
+    bool m_giversHeld = false;
     bool m_ending = false;
     std::thread m_thread;
 };
