@@ -4,7 +4,8 @@
 
 namespace harrowmint {
 
-/// Undoes what the process's parent may have left behind: ignored signals, missing standard streams, no display.
+/// Undoes what the process's parent may have left behind: ignored signals, missing standard streams, no display. From
+/// then on the toolkit's messages go to the log as well.
 /// Call first, before other threads and before the application object.
 void settleProcess();
 

@@ -56,6 +56,8 @@ AgentProcess::AgentProcess(const QString& program, const QString& home, const Ag
     if (answersHealth(place.port))
         throw std::runtime_error("another agent listens on the port; close it to run this test");
     m_process.setProcessEnvironment(environment(home, place));
+    if (!place.log.isEmpty())
+        m_process.setStandardErrorFile(place.log);
     m_process.start(QStringLiteral(HARROWMINT_BIN_DIR "/") + program, place.arguments);
     const QDeadlineTimer deadline(patience);
     while (!answersHealth(place.port)) {

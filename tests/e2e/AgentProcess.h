@@ -15,9 +15,10 @@ namespace harrowmint::test {
 /// Where an agent runs, if not where a user's would.
 struct AgentPlace {
     std::uint16_t port = 9100; ///< where it listens; only the scripted agent can be told another one
-    QString systemBus; ///< the address of the system bus; empty: as it is for the test
-    QStringList arguments;
+    QString systemBus = {}; ///< the address of the system bus; empty: as it is for the test
+    QStringList arguments = {};
     QMap<QString, QString> environment = {}; ///< what else, or else, stands in its environment
+    QString log = {}; ///< the file that its standard error is; empty: what `AgentProcess::log` reads
 };
 
 /// A port on which nobody listens now.

@@ -5,10 +5,14 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QThread>
+#include <cerrno>
+#include <climits>
 #include <csignal>
+#include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace harrowmint::test;
 
@@ -41,6 +45,34 @@ bool wasSent(const HttpResponse& response)
         || response.body.contains("Transfer is taking longer than expected. Check the printer app and paper");
 }
 
+/// A named pipe that is full, and that nobody reads.
+class FullPipe {
+public:
+    explicit FullPipe(const QString& path)
+    {
+        const QByteArray name = QFile::encodeName(path);
+        EXPECT_EQ(::mkfifo(name.constData(), 0600), 0);
+        m_readEnd = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        m_writeEnd = ::open(name.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        const QByteArray many(PIPE_BUF, 'x');
+        while (::write(m_writeEnd, many.constData(), many.size()) > 0) { }
+        while (::write(m_writeEnd, "x", 1) > 0) { }
+    }
+    FullPipe(const FullPipe&) = delete;
+    FullPipe& operator=(const FullPipe&) = delete;
+    ~FullPipe()
+    {
+        ::close(m_readEnd);
+        ::close(m_writeEnd);
+    }
+
+    [[nodiscard]] bool isFull() const { return ::write(m_writeEnd, "x", 1) < 0 && errno == EAGAIN; }
+
+private:
+    int m_readEnd = -1;
+    int m_writeEnd = -1;
+};
+
 class AgentTest : public ::testing::Test {
 protected:
     AgentTest()
@@ -67,6 +99,12 @@ protected:
         QFile::remove(backend); // a shell that runs the one before goes on with its own file
         write(backend, script);
         ASSERT_EQ(::chmod(QFile::encodeName(backend).constData(), 0755), 0);
+    }
+
+    /// Without a directory for sockets the toolkit has something to say.
+    [[nodiscard]] QMap<QString, QString> withoutSockets() const
+    {
+        return {{QStringLiteral("XDG_RUNTIME_DIR"), {}}, {QStringLiteral("TMPDIR"), home.path()}};
     }
 
     static void waitForFile(const QString& path)
@@ -188,4 +226,23 @@ TEST_F(AgentTest, SurvivesAReaderOfItsLogThatGoesAway)
     agent.closeLog();
     EXPECT_TRUE(wasSent(post(store, sample(QStringLiteral("invoice-10.json")))));
     EXPECT_EQ(exchange(AgentProcess::port, pageRequest(AgentProcess::port, "GET", "/health", {})).status, 200);
+}
+
+TEST_F(AgentTest, WritesTheToolkitsMessagesToItsLog)
+{
+    AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path(), {.environment = withoutSockets()});
+    agent.waitForLog("harrowmint-printer: QStandardPaths: ");
+}
+
+TEST_F(AgentTest, WorksOnWhileNobodyReadsItsLog)
+{
+    installBackend(goodBackend);
+    const QString path = home.filePath(QStringLiteral("log"));
+    const FullPipe log(path);
+    const AgentPlace place{.environment = withoutSockets(), .log = path};
+    const AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path(), place);
+    const auto response = post(store, sample(QStringLiteral("invoice-10.json")));
+    EXPECT_TRUE(wasSent(response)) << response.body.constData();
+    EXPECT_EQ(exchange(AgentProcess::port, pageRequest(AgentProcess::port, "GET", "/health", {})).status, 200);
+    EXPECT_TRUE(log.isFull());
 }
