@@ -113,10 +113,7 @@ TEST_F(AppDelegateTest, StartsWithTheDefaultsWhenThereAreNoSettings)
 TEST_F(AppDelegateTest, ShowsThatSettingsCannotBeReadAboveReadyAndPrintsNothing)
 {
     saveSettings();
-    QFile file(directory.filePath(PrinterSettings::fileName()));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("{");
-    file.close();
+    writeFile(directory.filePath(PrinterSettings::fileName()), "{");
     launch();
     const auto reply = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
     EXPECT_EQ(reply.status, 428);
@@ -129,18 +126,15 @@ TEST_F(AppDelegateTest, ShowsThatSettingsCannotBeReadAboveReadyAndPrintsNothing)
 TEST_F(AppDelegateTest, RefusesReceiptsButPrintsLabelsWhenOnlyTheReceiptGuardCannotBeRead)
 {
     saveSettings();
-    QFile file(directory.filePath(QStringLiteral("recent-jobs.json")));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("{}");
-    file.close();
+    const QString guard = directory.filePath(QStringLiteral("recent-jobs.json"));
+    writeFile(guard, "{}");
     launch();
     const auto receipt = request("POST", "/print", store, sample(QStringLiteral("invoice-10.json")));
     EXPECT_EQ(receipt.status, 409);
     EXPECT_EQ(receipt.body,
         json(false, "Local print protection could not be loaded. Reopen the app after checking its settings."));
     EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("label.json"))).status, 200);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), "{}") << "the damaged file must be left alone";
+    EXPECT_EQ(readFile(guard), "{}") << "the damaged file must be left alone";
 }
 
 TEST_F(AppDelegateTest, TellsThatThePortIsTaken)

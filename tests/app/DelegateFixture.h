@@ -4,13 +4,13 @@
 
 #include "base/PrinterError.h"
 #include "base/QtQueue.h"
+#include "support/Files.h"
 #include "support/HttpClient.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QCoreApplication>
 #include <QDialog>
 #include <QEventLoop>
-#include <QFile>
 #include <QLabel>
 #include <QPushButton>
 #include <future>
@@ -21,12 +21,6 @@ namespace harrowmint::test {
 inline const QByteArray store = "https://shop.example.com";
 inline const auto settingsUnreadableText =
     QStringLiteral("Local settings could not be read. Website printing is disabled until this is resolved.");
-
-inline QByteArray sample(const QString& name)
-{
-    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 /// A launched delegate on a port of the system's choice, with printers that remember what they got.
 class DelegateFixture : public ::testing::Test {

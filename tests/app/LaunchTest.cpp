@@ -14,12 +14,7 @@ namespace {
 
 class LaunchTest : public DelegateFixture {
 protected:
-    void damageSettings()
-    {
-        QFile file(directory.filePath(PrinterSettings::fileName()));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("{");
-    }
+    void damageSettings() { writeFile(directory.filePath(PrinterSettings::fileName()), "{"); }
     void launchInBackground()
     {
         configure = [](AgentConfiguration& configuration) { configuration.background = true; };
@@ -194,9 +189,7 @@ TEST_F(LaunchTest, KeepsTheUnreadableMessageUntilASaveSucceeds)
     find<QPushButton>("saveButton").click();
     EXPECT_TRUE(delegate->statusText().startsWith(u"Ready on this Mac"));
     EXPECT_TRUE(delegate->statusIsWell());
-    QFile kept(directory.filePath(QStringLiteral("settings.json.unreadable")));
-    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
-    EXPECT_EQ(kept.readAll(), "{");
+    EXPECT_EQ(readFile(directory.filePath(QStringLiteral("settings.json.unreadable"))), "{");
 }
 
 TEST_F(LaunchTest, TheStatusItemOpensTestsAndQuits)

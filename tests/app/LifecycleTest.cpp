@@ -205,10 +205,7 @@ TEST_F(LifecycleTest, NoStoreIsApprovedWhileAJobRuns)
 TEST_F(LifecycleTest, NoStoreIsApprovedWithoutTheReceiptGuard)
 {
     saveSettings();
-    QFile file(directory.filePath(QStringLiteral("recent-jobs.json")));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("{}");
-    file.close();
+    writeFile(directory.filePath(QStringLiteral("recent-jobs.json")), "{}");
     launch();
     EXPECT_EQ(request("POST", "/pair", newStore, pairingBody).status, 429);
     EXPECT_TRUE(sheetText().isEmpty());

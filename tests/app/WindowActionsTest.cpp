@@ -32,12 +32,7 @@ protected:
         };
     }
 
-    void damage(const QString& name)
-    {
-        QFile file(directory.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("{}");
-    }
+    void damage(const QString& name) { writeFile(directory.filePath(name), "{}"); }
     void save() { find<QPushButton>("saveButton").click(); }
     PrinterSettings saved() { return PrinterSettings::load(directory.path()); }
     [[nodiscard]] QString activity() { return find<QLabel>("activity").text(); }

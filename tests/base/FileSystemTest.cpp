@@ -1,4 +1,5 @@
 #include "base/FileSystem.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,28 +10,17 @@
 #include <unistd.h>
 
 using namespace harrowmint;
+using namespace harrowmint::test;
 
 namespace {
 
 class LocalFiles : public ::testing::Test {
 protected:
     QString path(const char* name) const { return m_root.filePath(QString::fromUtf8(name)); }
-    void put(const QString& name, const QByteArray& bytes) const
-    {
-        QFile file(name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
     QByteArray bytes(const QString& name) const
     {
         QFile file(name);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-    }
-    static unsigned modeOf(const QString& name)
-    {
-        struct stat status { };
-        EXPECT_EQ(::lstat(QFile::encodeName(name).constData(), &status), 0);
-        return status.st_mode & 07777U;
     }
     /// The platform's code with which `operation` fails; 0 when it does not.
     template <class Operation>
@@ -61,7 +51,7 @@ private:
 
 TEST_F(LocalFiles, TellWhetherSomethingIsThere)
 {
-    put(path("file"), "x");
+    writeFile(path("file"), "x");
     EXPECT_TRUE(files.exists(path("file")));
     EXPECT_TRUE(files.exists(path(".")));
     EXPECT_FALSE(files.exists(path("other")));
@@ -80,14 +70,14 @@ TEST_F(LocalFiles, ReadTheWholeFile)
 {
     for (const qsizetype size : {0, 1, 65535, 65536, 65537, 200000}) {
         const QByteArray content(size, 'x');
-        put(path("file"), content);
+        writeFile(path("file"), content);
         EXPECT_EQ(files.read(path("file")), content) << size;
     }
 }
 
 TEST_F(LocalFiles, ReadNoMoreThanTheLimit)
 {
-    put(path("file"), "");
+    writeFile(path("file"), "");
     ASSERT_EQ(::truncate(QFile::encodeName(path("file")).constData(), FileSystem::maximumFileBytes), 0);
     EXPECT_EQ(files.read(path("file")).size(), FileSystem::maximumFileBytes);
     ASSERT_EQ(::truncate(QFile::encodeName(path("file")).constData(), FileSystem::maximumFileBytes + 1), 0);
@@ -125,7 +115,7 @@ TEST_F(LocalFiles, KeepADirectoryThatIsThere)
 
 TEST_F(LocalFiles, CreateNoDirectoryWhereAnythingElseIs)
 {
-    put(path("file"), "x");
+    writeFile(path("file"), "x");
     EXPECT_EQ(errorOf([&] { files.createDirectory(path("file")); }), EEXIST);
     EXPECT_EQ(errorOf([&] { files.createDirectory(path("file/below")); }), ENOTDIR);
     EXPECT_EQ(errorOf([&] { files.createDirectory(path("none/below")); }), ENOENT);
@@ -142,7 +132,7 @@ TEST_F(LocalFiles, CreateAllMissingDirectories)
     files.createDirectories(path("a/d/"));
     EXPECT_TRUE(QFileInfo(path("a/d")).isDir());
     files.createDirectories(QStringLiteral("/"));
-    put(path("file"), "x");
+    writeFile(path("file"), "x");
     EXPECT_EQ(errorOf([&] { files.createDirectories(path("file/below/deeper")); }), ENOTDIR);
     EXPECT_EQ(errorOf([&] { files.createDirectories(QString()); }), ENOENT);
 }
@@ -159,7 +149,7 @@ TEST_F(LocalFiles, CreateAFileForTheUserAloneWhateverTheProcessMasks)
 
 TEST_F(LocalFiles, CreateAFileInPlaceOfAnotherAndNeverIntoIt)
 {
-    put(path("target"), "old");
+    writeFile(path("target"), "old");
     ASSERT_TRUE(QFile::link(path("target"), path("link")));
     ASSERT_EQ(::link(QFile::encodeName(path("target")).constData(), QFile::encodeName(path("hard")).constData()), 0);
     write(path("link"), "new");
@@ -214,8 +204,8 @@ TEST_F(LocalFiles, SayThatADescriptorIsNone)
 
 TEST_F(LocalFiles, ReplaceAFileInOneStep)
 {
-    put(path("from"), "new");
-    put(path("to"), "old");
+    writeFile(path("from"), "new");
+    writeFile(path("to"), "old");
     files.rename(path("from"), path("to"));
     EXPECT_EQ(bytes(path("to")), "new");
     EXPECT_FALSE(files.exists(path("from")));
@@ -227,13 +217,13 @@ TEST_F(LocalFiles, SyncADirectory)
 {
     files.syncDirectory(path("."));
     EXPECT_EQ(errorOf([&] { files.syncDirectory(path("none")); }), ENOENT);
-    put(path("file"), "x");
+    writeFile(path("file"), "x");
     EXPECT_EQ(errorOf([&] { files.syncDirectory(path("file")); }), ENOTDIR);
 }
 
 TEST_F(LocalFiles, RemoveAFile)
 {
-    put(path("file"), "x");
+    writeFile(path("file"), "x");
     files.remove(path("file"));
     EXPECT_FALSE(files.exists(path("file")));
     EXPECT_EQ(errorOf([&] { files.remove(path("file")); }), ENOENT);

@@ -1,8 +1,6 @@
 #include "desktop/LoginItems.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
-
-#include <QFile>
-#include <sys/stat.h>
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -147,14 +145,9 @@ TEST(Autostart, KeepsItsEntryToTheUser)
     const TemporaryDirectory root;
     const QString place = root.filePath(QStringLiteral("home"));
     LoginItem(place, program).configureLogin(true);
-    const auto modeOf = [&](const char* name) {
-        struct stat status { };
-        EXPECT_EQ(::stat(QFile::encodeName(place + QString::fromUtf8(name)).constData(), &status), 0) << name;
-        return status.st_mode & 07777U;
-    };
-    EXPECT_EQ(modeOf("/.config/autostart/com.harrowmint.printer-agent.desktop"), 0600U);
-    EXPECT_EQ(modeOf("/.config/autostart"), 0700U);
-    EXPECT_EQ(modeOf("/.config"), 0700U);
+    EXPECT_EQ(modeOf(place + QStringLiteral("/.config/autostart/com.harrowmint.printer-agent.desktop")), 0600U);
+    EXPECT_EQ(modeOf(place + QStringLiteral("/.config/autostart")), 0700U);
+    EXPECT_EQ(modeOf(place + QStringLiteral("/.config")), 0700U);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "desktop/LoginItems.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QDir>
 #include <QXmlStreamReader>
-#include <sys/stat.h>
 
 using namespace harrowmint;
 using namespace harrowmint::test;
@@ -98,13 +98,8 @@ TEST(LoginItem, KeepsItsFilesToTheUser)
     const TemporaryDirectory root;
     const QString place = root.filePath(QStringLiteral("home"));
     LoginItem(place, program).configureLogin(true);
-    const auto modeOf = [&](const char* name) {
-        struct stat status { };
-        EXPECT_EQ(::stat(QFile::encodeName(place + QString::fromUtf8(name)).constData(), &status), 0) << name;
-        return status.st_mode & 07777U;
-    };
-    EXPECT_EQ(modeOf("/Library/LaunchAgents/com.harrowmint.printer-agent.plist"), 0600U);
-    EXPECT_EQ(modeOf("/Library/LaunchAgents"), 0700U);
+    EXPECT_EQ(modeOf(place + QStringLiteral("/Library/LaunchAgents/com.harrowmint.printer-agent.plist")), 0600U);
+    EXPECT_EQ(modeOf(place + QStringLiteral("/Library/LaunchAgents")), 0700U);
     LoginItem(place, program).configureLogin(false);
     EXPECT_TRUE(QDir(place + QStringLiteral("/Library/LaunchAgents")).isEmpty());
 }

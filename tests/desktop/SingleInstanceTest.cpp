@@ -1,6 +1,7 @@
 #include "app/SingleInstance.h"
 #include "base/EventLoop.h"
 #include "base/QtQueue.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QDir>
@@ -8,7 +9,6 @@
 #include <QTimer>
 #include <future>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
@@ -40,12 +40,6 @@ protected:
     {
         ASSERT_EQ(instance.start(), Outcome::First);
         instance.serve(m_queue, [this] { ++m_shows; });
-    }
-    static unsigned modeOf(const QString& path)
-    {
-        struct stat status { };
-        EXPECT_EQ(::lstat(QFile::encodeName(path).constData(), &status), 0) << path.toStdString();
-        return status.st_mode & 07777U;
     }
     QString ownDirectory() const
     {

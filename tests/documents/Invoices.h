@@ -3,7 +3,6 @@
 #include "documents/Receipt.h"
 #include "documents/Samples.h"
 
-#include <QFile>
 #include <gtest/gtest.h>
 
 namespace harrowmint::test {
@@ -46,13 +45,6 @@ inline const Members envelope{{"action", "\"print\""}, {"documentType", "\"invoi
     for (const ReceiptLine& line : receipt.lines)
         list << line.text;
     return list;
-}
-
-[[nodiscard]] inline QByteArray sample(const char* name)
-{
-    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + QLatin1String(name));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
-    return file.readAll();
 }
 
 } // namespace harrowmint::test

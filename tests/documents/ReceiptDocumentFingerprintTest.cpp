@@ -1,6 +1,6 @@
 #include "documents/ReceiptBlocks.h"
+#include "support/Files.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -21,9 +21,7 @@ QString fingerprintOf(const Members& block)
 /// The value of `receiptDocument` in the sample that stores are given.
 QByteArray sampleDocument()
 {
-    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/receipt-document.json"));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-    const QJsonObject body = QJsonDocument::fromJson(file.readAll()).object();
+    const QJsonObject body = QJsonDocument::fromJson(sample(QStringLiteral("receipt-document.json"))).object();
     return QJsonDocument(body[QStringLiteral("receiptDocument")].toObject()).toJson();
 }
 

@@ -1,4 +1,5 @@
 #include "documents/Invoices.h"
+#include "support/Files.h"
 
 namespace harrowmint::test {
 namespace {
@@ -49,7 +50,7 @@ TEST(ReceiptSample, InvoiceOfTenItemsInFull)
         {QStringLiteral("Phone: +971 4 123 4567"), 21, false, false, true},
         {QStringLiteral("Email: hello@shop.example"), 21, false, false, true},
         {QStringLiteral("https://shop.example.com/"), 19, false, true, true}};
-    const Receipt decoded = receipt(sample("invoice-10.json"));
+    const Receipt decoded = receipt(sample(QStringLiteral("invoice-10.json")));
     ASSERT_EQ(decoded.lines.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(decoded.lines[i].text, expected[i].text);
@@ -63,12 +64,12 @@ TEST(ReceiptSample, InvoiceOfTenItemsInFull)
 
 TEST(ReceiptSample, InvoiceOfSixtyItems)
 {
-    EXPECT_GT(receipt(sample("invoice-60.json")).lines.size(), 120U + 8);
+    EXPECT_GT(receipt(sample(QStringLiteral("invoice-60.json"))).lines.size(), 120U + 8);
 }
 
 TEST(ReceiptSample, ReceiptDocument)
 {
-    const Receipt decoded = receipt(sample("receipt-document.json"));
+    const Receipt decoded = receipt(sample(QStringLiteral("receipt-document.json")));
     ASSERT_TRUE(decoded.document.has_value());
     EXPECT_EQ(decoded.document->blocks.front().width, 256);
     EXPECT_EQ(decoded.fingerprint, decoded.document->fingerprint());
@@ -76,7 +77,7 @@ TEST(ReceiptSample, ReceiptDocument)
 
 TEST(ReceiptSample, Label)
 {
-    const Receipt decoded = receipt(sample("label.json"));
+    const Receipt decoded = receipt(sample(QStringLiteral("label.json")));
     ASSERT_TRUE(decoded.labelDocument.has_value());
     const LabelDocument& label = *decoded.labelDocument;
     EXPECT_EQ(label.bytes().size(), 10 + label.width / 8 * label.height);

@@ -1,7 +1,6 @@
 #include "e2e/AgentProcess.h"
 
 #include <QDeadlineTimer>
-#include <QFile>
 #include <QThread>
 #include <arpa/inet.h>
 #include <chrono>
@@ -120,12 +119,6 @@ void AgentProcess::waitForLog(const QByteArray& text, int count)
             throw std::runtime_error("not in the log: " + text.toStdString() + "\n" + m_log.toStdString());
         QThread::msleep(pauseMilliseconds);
     }
-}
-
-QByteArray sample(const QString& name)
-{
-    QFile file(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 HttpResponse post(const QByteArray& origin, const QByteArray& body, std::uint16_t port)

@@ -58,8 +58,6 @@ private:
     QByteArray m_log;
 };
 
-/// A file of tests/samples.
-[[nodiscard]] QByteArray sample(const QString& name);
 /// A POST of `body` to /print as a page of `origin` sends it.
 [[nodiscard]] HttpResponse post(
     const QByteArray& origin, const QByteArray& body, std::uint16_t port = AgentProcess::port);

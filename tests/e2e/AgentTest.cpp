@@ -1,4 +1,5 @@
 #include "e2e/AgentProcess.h"
+#include "support/Files.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -80,16 +81,9 @@ protected:
         QDir(backendDirectory).removeRecursively();
         QDir().mkpath(backendDirectory);
         QDir().mkpath(home.filePath(dataDirectory));
-        write(home.filePath(dataDirectory + QStringLiteral("/settings.json")),
+        writeFile(home.filePath(dataDirectory + QStringLiteral("/settings.json")),
             R"({"printerURI":"usb://Acme/TM?serial=1","printerName":"Acme","paperWidth":80,"currency":"USD",)"
             R"("origins":["https://shop.example.com"],"paused":false})");
-    }
-
-    static void write(const QString& path, const QByteArray& bytes)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        ASSERT_EQ(file.write(bytes), bytes.size());
     }
 
     /// `script` prints; asked for printers, it has none.
@@ -97,7 +91,7 @@ protected:
     {
         script.replace("#!/bin/sh\n", "#!/bin/sh\n[ $# -gt 0 ] || exit 0\n");
         QFile::remove(backend); // a shell that runs the one before goes on with its own file
-        write(backend, script);
+        writeFile(backend, script);
         ASSERT_EQ(::chmod(QFile::encodeName(backend).constData(), 0755), 0);
     }
 
@@ -116,12 +110,6 @@ protected:
         }
     }
 
-    static QByteArray read(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     TemporaryDirectory home;
 };
 
@@ -134,7 +122,7 @@ TEST_F(AgentTest, PrintsThroughTheBackendProgram)
     const auto response = post(store, sample(QStringLiteral("invoice-10.json")));
     EXPECT_TRUE(wasSent(response)) << response.body.constData();
     agent.waitForLog(sentText);
-    const QByteArray job = read(backendDirectory + QStringLiteral("/job"));
+    const QByteArray job = readFile(backendDirectory + QStringLiteral("/job"));
     EXPECT_TRUE(job.startsWith(QByteArray::fromHex("1b401b61001d763000480000")));
     EXPECT_TRUE(job.endsWith(QByteArray::fromHex("1b6404")));
 }
@@ -157,7 +145,7 @@ TEST_F(AgentTest, AnswersASecondPageAtOnceWhileAJobPrints)
     const auto second = post(store, sample(QStringLiteral("receipt-document.json")));
     EXPECT_EQ(second.status, 409);
     EXPECT_EQ(second.body, reply(false, "Printer is busy. Wait for the current receipt to finish."));
-    write(backendDirectory + QStringLiteral("/go"), "now");
+    writeFile(backendDirectory + QStringLiteral("/go"), "now");
     agent.waitForLog(sentText);
     first.get(); // success, or the sentence of the six seconds on a slow machine
 }
@@ -192,7 +180,7 @@ TEST_F(AgentTest, LeavesNothingOfAReceiptOnDiskOrInItsLog)
     QByteArray everything = agent.log();
     QDirIterator files(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (files.hasNext())
-        everything += read(files.next());
+        everything += readFile(files.next());
     EXPECT_TRUE(everything.contains("transferred")) << "the guard's file should have been read";
     for (const QByteArray content : {"Karak", "Corner Caf", "129.25", "A-000123", "Al Farsi"})
         EXPECT_FALSE(everything.contains(content)) << content.constData();
@@ -203,10 +191,7 @@ TEST_F(AgentTest, KeepsItsFilesToItsUser)
     installBackend(goodBackend);
     AgentProcess agent(QStringLiteral("harrowmint-printer-scripted"), home.path());
     ASSERT_TRUE(wasSent(post(store, sample(QStringLiteral("invoice-10.json")))));
-    struct stat file { };
-    const auto guard = home.filePath(dataDirectory + QStringLiteral("/recent-jobs.json"));
-    ASSERT_EQ(::stat(QFile::encodeName(guard).constData(), &file), 0);
-    EXPECT_EQ(file.st_mode & 0777, 0600u);
+    EXPECT_EQ(modeOf(home.filePath(dataDirectory + QStringLiteral("/recent-jobs.json"))), 0600U);
 }
 
 TEST_F(AgentTest, PrintsWhenItsParentIgnoredTheEndsOfChildren)

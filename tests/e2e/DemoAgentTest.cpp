@@ -1,4 +1,5 @@
 #include "e2e/AgentProcess.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QImage>

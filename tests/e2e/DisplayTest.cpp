@@ -1,4 +1,5 @@
 #include "e2e/DisplayRig.h"
+#include "support/Files.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -37,8 +38,7 @@ protected:
 
     [[nodiscard]] QJsonObject settings() const
     {
-        QFile file(rig.homePath(settingsFile));
-        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+        return QJsonDocument::fromJson(readFile(rig.homePath(settingsFile))).object();
     }
 
     static std::function<bool(const QJsonObject&)> is(const QString& what)

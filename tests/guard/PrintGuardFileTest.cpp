@@ -1,11 +1,10 @@
 #include "GuardTexts.h"
 #include "support/FaultyFileSystem.h"
+#include "support/Files.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <csignal>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -146,13 +145,6 @@ TEST(PrintGuardFile, WithTheFarthestDatesIsComparedWithoutOverflow)
     EXPECT_EQ(outcome(guard, QStringLiteral("future"), reference), held);
     EXPECT_EQ(outcome(guard, QStringLiteral("both"), reference), justSent);
     EXPECT_EQ(guard.recent().size(), 4U);
-}
-
-unsigned modeOf(const QString& path)
-{
-    struct stat status { };
-    EXPECT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
-    return status.st_mode & 07777U;
 }
 
 TEST(PrintGuardFile, IsForItsUserAlone)

@@ -1,5 +1,6 @@
+#include "support/Files.h"
+
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
@@ -39,9 +40,9 @@ class Environment : public ::testing::Test {
 protected:
     QString write(const char* name, const QByteArray& text)
     {
-        QFile file(m_folder.filePath(QString::fromUtf8(name)));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-        return file.fileName();
+        const QString path = m_folder.filePath(QString::fromUtf8(name));
+        writeFile(path, text);
+        return path;
     }
 
     QString fontSettings(const QByteArray& rules)

@@ -2,8 +2,8 @@
 
 #include "render/FontTables.h"
 #include "render/Samples.h"
+#include "support/Files.h"
 
-#include <QFile>
 #include <QtEndian>
 #include <gtest/gtest.h>
 #include <thread>
@@ -13,8 +13,7 @@ namespace {
 
 QByteArray resource(const char16_t* path)
 {
-    QFile file(QString::fromUtf16(path));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return readFile(QString::fromUtf16(path));
 }
 
 int number(const QByteArray& font, qsizetype at)

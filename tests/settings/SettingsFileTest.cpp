@@ -1,5 +1,6 @@
 #include "base/PrinterError.h"
 #include "settings/PrinterSettings.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +12,7 @@
 #include <sys/stat.h>
 
 using namespace harrowmint;
+using namespace harrowmint::test;
 
 namespace {
 
@@ -32,9 +34,7 @@ protected:
     void put(const QByteArray& bytes) const
     {
         FileSystem::local().createDirectories(directory());
-        QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        writeFile(path(), bytes);
     }
     QByteArray bytes(const QString& name = PrinterSettings::fileName()) const
     {
@@ -57,13 +57,6 @@ protected:
 private:
     QTemporaryDir m_directory;
 };
-
-unsigned modeOf(const QString& path)
-{
-    struct stat status { };
-    EXPECT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
-    return status.st_mode & 07777U;
-}
 
 TEST_F(SettingsFile, GivesTheDefaultsWhenThereIsNone)
 {

@@ -1,6 +1,7 @@
 #include "simulator/PaperFolder.h"
 
 #include "base/PrinterError.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +10,9 @@
 
 namespace harrowmint {
 namespace {
+
+using test::readFile;
+using test::writeFile;
 
 QImage oneRow(int width)
 {
@@ -53,13 +57,10 @@ TEST_F(PaperFolder, NumbersThePapers)
 
 TEST_F(PaperFolder, OverwritesNothing)
 {
-    QFile own(path("receipt-1.png"));
-    ASSERT_TRUE(own.open(QIODevice::WriteOnly) && own.write("mine") == 4);
-    own.close();
+    writeFile(path("receipt-1.png"), "mine");
     EXPECT_TRUE(QFile::link(path("nowhere"), path("receipt-2.png")));
     EXPECT_EQ(savePaper(oneRow(8), folder()), path("receipt-3.png"));
-    ASSERT_TRUE(own.open(QIODevice::ReadOnly));
-    EXPECT_EQ(own.readAll(), "mine");
+    EXPECT_EQ(readFile(path("receipt-1.png")), "mine");
     EXPECT_FALSE(QFile::exists(path("nowhere")));
 }
 
@@ -94,8 +95,7 @@ TEST_F(PaperFolder, GivesEveryWriterANameOfItsOwn)
 
 TEST_F(PaperFolder, ThatIsAFileIsRefused)
 {
-    QFile file(path("file"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    writeFile(path("file"), {});
     EXPECT_NE(failure([&] { savePaper(oneRow(8), path("file")); }), QString());
     EXPECT_EQ(files(), QStringList{QStringLiteral("file")});
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Files.h"
 #include "transports/USBBackend.h"
 
 #include <QByteArray>
@@ -56,9 +57,6 @@ private:
     QTemporaryDir m_folder;
     QStringList m_descriptorsBefore;
 };
-
-void writeFile(const QString& path, const QByteArray& bytes);
-[[nodiscard]] QByteArray readFile(const QString& path);
 
 /// The sentence with which `action` fails; "" when it does not fail.
 template <class Action>

@@ -1,4 +1,5 @@
 #include "transports/linux/USBPlatform.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,10 +14,9 @@ protected:
     void write(const QString& path, const QByteArray& bytes, QFile::Permissions more = {}) const
     {
         ASSERT_TRUE(QDir(m_folder.path()).mkpath(QFileInfo(m_folder.filePath(path)).path()));
-        QFile file(m_folder.filePath(path));
-        ASSERT_TRUE(file.open(QFile::WriteOnly));
-        file.write(bytes);
-        file.setPermissions(file.permissions() | more);
+        const QString name = m_folder.filePath(path);
+        writeFile(name, bytes);
+        QFile::setPermissions(name, QFile::permissions(name) | more);
     }
     void printer(const QString& port, const QByteArray& address) const
     {
