@@ -125,17 +125,29 @@ std::optional<QString> HTTPRequest::header(const QString& name) const
 
 std::optional<HTTPRequest> HTTPRequest::parse(QByteArrayView data)
 {
+    Progress none;
+    return parse(data, none);
+}
+
+std::optional<HTTPRequest> HTTPRequest::parse(QByteArrayView data, Progress& progress)
+{
     require(data.size() <= maximumBytes, requestTooLarge);
-    const qsizetype headerBytes = position(data, headerEnd);
-    if (headerBytes < 0) {
+    if (data.size() < progress.awaited)
+        return std::nullopt;
+    const qsizetype found = position(data.sliced(progress.searched), headerEnd);
+    if (found < 0) {
         require(data.size() <= maximumHeaderBytes, headersTooLarge);
+        progress.searched = std::max<qsizetype>(0, data.size() - headerEnd.size() + 1);
         return std::nullopt;
     }
-    HTTPRequest request = readHeaders(data.first(headerBytes));
+    progress.searched += found;
+    HTTPRequest request = readHeaders(data.first(progress.searched));
     const qsizetype length = declaredBodyLength(request);
-    const QByteArrayView body = data.sliced(headerBytes + headerEnd.size());
-    if (body.size() < length)
+    const QByteArrayView body = data.sliced(progress.searched + headerEnd.size());
+    if (body.size() < length) {
+        progress.awaited = data.size() - body.size() + length;
         return std::nullopt;
+    }
     require(body.size() == length, onlyOneRequest);
     request.body = body.toByteArray();
     return request;

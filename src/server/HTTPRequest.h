@@ -26,6 +26,14 @@ struct HTTPRequest {
     /// Reads all bytes received so far. Returns the request when it is complete, nothing when more bytes are needed;
     /// throws PrinterError, whose sentence is never shown to the client, when it can never become one. Pure.
     [[nodiscard]] static std::optional<HTTPRequest> parse(QByteArrayView data);
+    /// What readings of the first bytes have found, which those of more need not look for again.
+    struct Progress {
+        qsizetype searched = 0; ///< the headers do not end before this place
+        qsizetype awaited = 0; ///< no request is complete below this size
+    };
+    /// The same for bytes that come one after the other: `progress`, of the same bytes when they were fewer, is brought
+    /// up to date. However small the pieces, the headers are read at most twice.
+    [[nodiscard]] static std::optional<HTTPRequest> parse(QByteArrayView data, Progress& progress);
 };
 
 } // namespace harrowmint

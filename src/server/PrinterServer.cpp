@@ -187,7 +187,7 @@ void PrinterServer::Implementation::received(const ConnectionPointer& connection
 {
     try {
         const QByteArrayView data(connection->buffer.constData(), connection->transferred);
-        if (std::optional<HTTPRequest> request = HTTPRequest::parse(data))
+        if (std::optional<HTTPRequest> request = HTTPRequest::parse(data, connection->progress))
             handOver(connection, *std::move(request));
         else
             receive(connection);

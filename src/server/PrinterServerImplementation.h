@@ -47,6 +47,7 @@ struct Connection {
     bool maySendMore = true; ///< false once a whole request without a body has come
     QByteArray buffer; ///< the request as received so far, later the encoded reply
     qsizetype transferred = 0; ///< bytes in `buffer` that were received, later those that were sent
+    HTTPRequest::Progress progress; ///< of reading the request
     std::size_t drained = 0; ///< bytes discarded after the reply
 };
 using ConnectionPointer = std::shared_ptr<Connection>;

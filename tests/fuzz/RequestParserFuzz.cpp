@@ -20,13 +20,19 @@ struct Verdict {
     [[nodiscard]] bool isIncomplete() const { return !request && error.isEmpty(); }
 };
 
-Verdict verdictOn(QByteArrayView data)
+Verdict verdictOn(QByteArrayView data, HTTPRequest::Progress& progress)
 {
     try {
-        return {HTTPRequest::parse(data), {}};
+        return {HTTPRequest::parse(data, progress), {}};
     } catch (const PrinterError& error) {
         return {std::nullopt, error.message()};
     }
+}
+
+Verdict verdictOn(QByteArrayView data)
+{
+    HTTPRequest::Progress none;
+    return verdictOn(data, none);
 }
 
 void require(bool condition, const char* promise)
@@ -69,10 +75,13 @@ void checkSplits(QByteArrayView data, const Verdict& whole)
 {
     const qsizetype step = 1 + data.size() / 48;
     const qsizetype first = static_cast<qsizetype>(qHash(data) % static_cast<std::size_t>(step));
+    HTTPRequest::Progress progress;
     for (qsizetype size = first; size < data.size(); size += step) {
         const Verdict verdict = verdictOn(data.first(size));
         require(verdict.isIncomplete() || verdict == whole, "the same verdict for every split");
+        require(verdictOn(data.first(size), progress) == verdict, "the same verdict from readings that go on");
     }
+    require(verdictOn(data, progress) == whole, "the same verdict at last");
 }
 
 } // namespace

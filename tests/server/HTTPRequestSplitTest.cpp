@@ -61,6 +61,18 @@ RequestVerdict verdictInPieces(QByteArrayView data, const std::vector<qsizetype>
     return verdictOn(data);
 }
 
+/// What a server concludes at last that goes on from its earlier readings after each piece of `step` bytes.
+RequestVerdict verdictInProgress(QByteArrayView data, qsizetype step)
+{
+    HTTPRequest::Progress progress;
+    for (qsizetype end = step; end < data.size(); end += step) {
+        RequestVerdict verdict = verdictOn(data.first(end), progress);
+        if (!verdict.isIncomplete())
+            return verdict;
+    }
+    return verdictOn(data, progress);
+}
+
 class HTTPRequestSplit : public testing::TestWithParam<Sample> { };
 
 QByteArray getWithHeaderBytes(qsizetype bytes)
@@ -98,6 +110,14 @@ TEST_P(HTTPRequestSplit, GivesTheVerdictOfTheWholeInManyPiecesAndInTwo)
     EXPECT_EQ(verdictInPieces(data, all), whole);
 }
 
+TEST_P(HTTPRequestSplit, GivesTheVerdictOfTheWholeFromReadingsThatGoOn)
+{
+    const QByteArray& data = GetParam().data;
+    const RequestVerdict whole = verdictOn(data);
+    for (const qsizetype step : {1, 2, 3, 4, 5, 7, 97, 1'499})
+        EXPECT_EQ(verdictInProgress(data, step), whole) << step;
+}
+
 INSTANTIATE_TEST_SUITE_P(Samples, HTTPRequestSplit, testing::ValuesIn(samples()),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -123,6 +143,20 @@ TEST(HTTPRequestArrival, DecidesHowHeadersBeyondTheLimitAreRefused)
     const QByteArray beyond = getWithHeaderBytes(8'193);
     EXPECT_EQ(verdictOn(beyond).error, QStringLiteral("Invalid headers."));
     EXPECT_EQ(verdictOn(beyond.first(8'196)).error, QStringLiteral("Headers too large."));
+}
+
+TEST(HTTPRequestArrival, IsSearchedForTheEndOfTheHeadersAndThenAwaited)
+{
+    const QByteArray headers = "POST / HTTP/1.1\r\nContent-Length: 131072\r\n\r\n";
+    const QByteArray data = headers + QByteArray(131'072, 'b');
+    HTTPRequest::Progress progress;
+    for (qsizetype size = 0; size < data.size(); size += size < 300 ? 1 : 997) {
+        ASSERT_FALSE(HTTPRequest::parse(QByteArrayView(data).first(size), progress));
+        const bool inBody = size >= headers.size();
+        ASSERT_EQ(progress.searched, inBody ? headers.size() - 4 : std::max<qsizetype>(0, size - 3)) << size;
+        ASSERT_EQ(progress.awaited, inBody ? data.size() : 0) << size;
+    }
+    EXPECT_TRUE(HTTPRequest::parse(data, progress));
 }
 
 TEST(HTTPRequestArrival, DecidesWhetherBytesAfterTheBodyAreSeen)

@@ -18,13 +18,19 @@ struct RequestVerdict {
     [[nodiscard]] bool isIncomplete() const { return !request && error.isEmpty(); }
 };
 
-inline RequestVerdict verdictOn(QByteArrayView data)
+inline RequestVerdict verdictOn(QByteArrayView data, HTTPRequest::Progress& progress)
 {
     try {
-        return {HTTPRequest::parse(data), {}};
+        return {HTTPRequest::parse(data, progress), {}};
     } catch (const PrinterError& error) {
         return {std::nullopt, error.message()};
     }
+}
+
+inline RequestVerdict verdictOn(QByteArrayView data)
+{
+    HTTPRequest::Progress none;
+    return verdictOn(data, none);
 }
 
 inline void PrintTo(const RequestVerdict& verdict, std::ostream* out)
