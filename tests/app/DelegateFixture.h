@@ -40,6 +40,11 @@ protected:
         makeDelegate();
         delegate->applicationDidFinishLaunching();
     }
+    void launchInBackground()
+    {
+        configure = [](AgentConfiguration& configuration) { configuration.background = true; };
+        launch();
+    }
 
     void makeDelegate()
     {

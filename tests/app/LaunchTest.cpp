@@ -15,11 +15,6 @@ namespace {
 class LaunchTest : public DelegateFixture {
 protected:
     void damageSettings() { writeFile(directory.filePath(PrinterSettings::fileName()), "{"); }
-    void launchInBackground()
-    {
-        configure = [](AgentConfiguration& configuration) { configuration.background = true; };
-        launch();
-    }
     [[nodiscard]] bool isShown() const { return delegate->window().isVisible(); }
     bool loginBox() { return find<QCheckBox>("login").isChecked(); }
 };

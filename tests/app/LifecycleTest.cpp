@@ -48,8 +48,7 @@ TEST_F(LifecycleTest, QuitsAtOnceWhenNoJobRuns)
 TEST_F(LifecycleTest, RefusesToQuitWhileAJobRunsAndGoesOn)
 {
     saveSettings();
-    configure = [](AgentConfiguration& configuration) { configuration.background = true; };
-    launch();
+    launchInBackground();
     beginJob();
     delegate->quit();
     EXPECT_FALSE(terminated);
@@ -64,8 +63,7 @@ TEST_F(LifecycleTest, RefusesToQuitWhileAJobRunsAndGoesOn)
 TEST_F(LifecycleTest, RefusesToTerminateWhileAJobRunsAndShowsWhy)
 {
     saveSettings();
-    configure = [](AgentConfiguration& configuration) { configuration.background = true; };
-    launch();
+    launchInBackground();
     beginJob();
     EXPECT_FALSE(delegate->applicationShouldTerminate());
     EXPECT_TRUE(delegate->window().isVisible());
@@ -160,8 +158,7 @@ TEST_F(LifecycleTest, AnOpenPairingSheetsPageGetsItsCancellationWhenTheDelegateJ
 TEST_F(LifecycleTest, APageIsConnectedByTheRealSheetAndMayPrintThen)
 {
     saveSettings();
-    configure = [](AgentConfiguration& configuration) { configuration.background = true; };
-    launch();
+    launchInBackground();
     beginPairing();
     EXPECT_EQ(sheetText(), QStringLiteral("Allow this store to print?"));
     EXPECT_TRUE(delegate->window().isVisible());
