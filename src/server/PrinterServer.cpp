@@ -223,9 +223,11 @@ void PrinterServer::Implementation::handOver(Requests requests)
 /// What the handler throws at one request, or does to the server, is no fault of those that came with it.
 void PrinterServer::Implementation::handle(const Requests& requests)
 {
+    if (!m_owner)
+        return;
+    // A copy: a call may destroy the server.
+    const Handler handler = m_owner->handler ? m_owner->handler : answerNotReady;
     for (auto next = requests.begin(); next != requests.end() && m_owner; ++next) {
-        // A copy: the call may destroy the server.
-        const Handler handler = m_owner->handler ? m_owner->handler : answerNotReady;
         try {
             handler(next->first, next->second);
         } catch (...) {
