@@ -297,6 +297,18 @@ TEST_F(BluezLELinks, AnAttemptEndsWithBluetoothd)
     EXPECT_TRUE(waitForEvent("disconnected"));
 }
 
+TEST_F(BluezLELinks, ThatBlueZDoesNotTellOfAreUsed)
+{
+    startWithPrinter();
+    switchOn();
+    m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("silent"), true}});
+    connectPrinter();
+    openChannel(LEWriteType::withoutResponse);
+    m_central->cancelConnection(printer);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 1);
+}
+
 TEST_F(BluezLELinks, ThatAreBeingCancelledAreReportedWhenPowerGoesOff)
 {
     startWithPrinter();

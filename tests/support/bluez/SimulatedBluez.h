@@ -29,8 +29,8 @@ public:
     void remove(const QString& path) { steer("Remove", {path}); }
     void change(
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated = {});
-    /// How a method answers from now on: "error" and "text", "delay" (ms), "mute", "idle", "resolve", "times"
-    /// (see SimulatedBluezService).
+    /// How a method answers from now on: "error" and "text", "delay" (ms), "mute", "idle", "resolve", "silent",
+    /// "times" (see SimulatedBluezService).
     void behave(const QString& member, const QVariantMap& behaviour) { steer("Behave", {member, behaviour}); }
     /// The link to a device is lost: its channels hang up, and `delay` ms later BlueZ says that it is down.
     void dropLink(const QString& devicePath, int delay = 0) { steer("DropLink", {devicePath, delay}); }

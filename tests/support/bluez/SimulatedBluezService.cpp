@@ -240,6 +240,8 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     if (!methods().contains(member))
         return false;
     m_calls.append(member + QLatin1Char(' ') + message.path());
+    if (member == QLatin1String("Connect") && !m_discovering.isEmpty())
+        m_calls.last() += QStringLiteral(" beside a search");
     const QVariantMap behaviour = takeBehaviour(member).value_or(QVariantMap());
     if (behaviour.value(QStringLiteral("mute")).toBool()) {
         if (member == QLatin1String("Connect"))
@@ -247,10 +249,8 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         return true;
     }
     const QString error = behaviour.value(QStringLiteral("error")).toString();
-    if (member == QLatin1String("Connect") && !m_discoveryEnds.isEmpty()) {
-        fail(message, failed, QStringLiteral("le-connection-abort-by-local"));
-        return true;
-    }
+    if (member == QLatin1String("Connect"))
+        m_tellsOfLinks = !behaviour.value(QStringLiteral("silent")).toBool();
     if (member == QLatin1String("Connect") && behaviour.value(QStringLiteral("resolve"), true) == false) {
         linkUp(message, false);
         return true;
@@ -268,8 +268,6 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         answer();
         return true;
     }
-    if (member == QLatin1String("StopDiscovery"))
-        m_discoveryEnds.insert(message.service());
     if (member == QLatin1String("StartDiscovery"))
         m_discoveryBegins = message.service();
     later(delay, answer);
@@ -330,7 +328,6 @@ void SimulatedBluezService::startDiscovery(const QDBusMessage& message)
 
 void SimulatedBluezService::stopDiscovery(const QDBusMessage& message)
 {
-    m_discoveryEnds.remove(message.service());
     if (!m_discovering.remove(message.service())) {
         fail(message, failed, QStringLiteral("No discovery started"));
         return;
@@ -364,7 +361,10 @@ void SimulatedBluezService::linkUp(const QDBusMessage& message, bool resolve)
     later(connectDelay, [this, path, resolve] {
         if (!m_connecting.contains(path))
             return;
-        setDevice(path, QStringLiteral("Connected"), true);
+        if (m_tellsOfLinks)
+            setDevice(path, QStringLiteral("Connected"), true);
+        else
+            m_objects[QDBusObjectPath(path)][deviceInterface].insert(QStringLiteral("Connected"), true);
         reply(m_connecting.take(path));
         later(resolveDelay, [this, path, resolve] {
             if (!resolve || !isConnected(path))

@@ -45,7 +45,8 @@ public:
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated);
     /// How a method answers: `error` and `text`, after `delay` ms, or not at all (`mute`); only `times` times. For
     /// errors also `dropsLink` and `powersOff`, a little later; for Connect also `resolve` false (ServicesResolved
-    /// never comes) and `idle` (success without a link); for ConnectProfile `idle` (success without a channel).
+    /// never comes), `silent` (no news that the device is connected) and `idle` (success without a link); for
+    /// ConnectProfile `idle` (success without a channel).
     void behave(const QString& member, const QVariantMap& behaviour);
     /// The link is lost, without a reason: sockets hang up, and `delay` ms later Connected turns false.
     void dropLink(const QString& devicePath, int delay);
@@ -112,7 +113,6 @@ private:
     QStringList m_calls;
     QSet<QString> m_discovering; ///< clients with a session
     QString m_discoveryBegins; ///< client of the latest StartDiscovery that waits; an earlier one is never answered
-    QSet<QString> m_discoveryEnds; ///< clients whose StopDiscovery is not answered yet; nobody gets a link meanwhile
     QHash<QString, QDBusMessage> m_connecting; ///< by device path
     QSet<QString> m_writing; ///< characteristics with a request under way
     std::optional<QDBusMessage> m_profile; ///< the request that registered it
@@ -120,4 +120,5 @@ private:
     QHash<QString, QByteArray> m_received;
     QHash<QString, QList<int>> m_packets;
     bool m_stalled = false;
+    bool m_tellsOfLinks = true;
 };

@@ -3,6 +3,7 @@
 #include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
+#include <QDBusVariant>
 #include <QUuid>
 
 namespace harrowmint {
@@ -190,6 +191,19 @@ void BluezClient::call(const BluezCall& call, QObject* context, const Reply& rep
     });
 }
 
+void BluezClient::refresh(const BluezProperty& property, QObject* context, const std::function<void()>& done)
+{
+    const BluezCall get{
+        property.path, bluez::propertiesInterface, QStringLiteral("Get"), {property.interface, property.name}};
+    call(get, context, [this, property, owner = m_owner, done](const QDBusMessage& reply) {
+        if (reply.signature() == QLatin1String("v") && isReady() && owner == m_owner) {
+            const QVariant value = reply.arguments().at(0).value<QDBusVariant>().variant();
+            takeChange(property.path, property.interface, {{property.name, value}}, {});
+        }
+        done();
+    });
+}
+
 void BluezClient::send(const BluezCall& call)
 {
     if (m_connection)
@@ -279,10 +293,15 @@ void BluezClient::propertiesChanged(const QDBusMessage& message)
 {
     if (message.signature() != QLatin1String("sa{sv}as") || !isReady())
         return;
-    const QString interface = message.arguments().at(0).toString();
-    const auto changed = qdbus_cast<QVariantMap>(message.arguments().at(1));
-    m_objects.change(message.path(), interface, changed, message.arguments().at(2).toStringList());
-    m_events.objectChanged(message.path(), interface, changed.keys());
+    takeChange(message.path(), message.arguments().at(0).toString(), qdbus_cast<QVariantMap>(message.arguments().at(1)),
+        message.arguments().at(2).toStringList());
+}
+
+void BluezClient::takeChange(
+    const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& gone)
+{
+    m_objects.change(path, interface, changed, gone);
+    m_events.objectChanged(path, interface, changed.keys());
 }
 
 } // namespace harrowmint

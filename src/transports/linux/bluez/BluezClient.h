@@ -48,6 +48,13 @@ struct BluezCall {
     std::chrono::milliseconds limit = bluez::shortLimit;
 };
 
+/// One property of one of BlueZ's objects.
+struct BluezProperty {
+    QString path;
+    QString interface;
+    QString name;
+};
+
 /// One client of BlueZ: a connection to the system bus of its own, and a memory of BlueZ's objects. It looks for the
 /// bus, for bluetoothd and for leave to use it until it finds them, and again after each has gone. Nothing blocks.
 /// Lives on its owner's queue, on a thread with a Qt event loop.
@@ -74,6 +81,9 @@ public:
     /// Sends a request; `reply` gets the answer or the error, once, on the queue, unless `context` dies first.
     /// A refusal by the bus makes this client `denied`.
     void call(const BluezCall& call, QObject* context, const Reply& reply);
+    /// Asks for a property of an object anew, since BlueZ does not tell of every change. `done` runs on the queue once
+    /// it is known, or cannot be had, unless `context` dies first.
+    void refresh(const BluezProperty& property, QObject* context, const std::function<void()>& done);
     /// Sends a request whose answer nobody needs.
     void send(const BluezCall& call);
     /// Lets BlueZ call `object`, on this thread, under `path`; until `withdraw`.
@@ -98,6 +108,7 @@ private:
     void objectAdded(const QDBusMessage& message);
     void objectRemoved(const QDBusMessage& message);
     void propertiesChanged(const QDBusMessage& message);
+    void takeChange(const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& gone);
     [[nodiscard]] bool isReady() const { return m_access == BluezAccess::ready; }
     [[nodiscard]] QDBusMessage message(const BluezCall& call) const;
     void callBus(const QString& member, const QVariantList& arguments, const Reply& reply);

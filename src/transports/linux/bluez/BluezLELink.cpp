@@ -96,15 +96,8 @@ void BluezLELink::tryConnect()
         m_timer = m_with.queue.after(bluez::retryPause, [this] { tryConnect(); });
     else if (known->connected)
         becomeConnected();
-    else
-        askWhenAllowed(known->path);
-}
-
-void BluezLELink::askWhenAllowed(const QString& devicePath)
-{
-    setConnecting(true);
-    if (m_with.owner.mayConnect())
-        askToConnect(devicePath);
+    else if (setConnecting(true); m_with.owner.mayConnect())
+        askToConnect(known->path);
     else // it is told when that changes, except by a limit that passes
         m_timer = m_with.queue.after(bluez::retryPause, [this] { tryConnect(); });
 }
@@ -146,9 +139,41 @@ void BluezLELink::connectReplied(const QDBusMessage& reply)
         becomeConnected();
     else if (isError(reply) && isUnderWay(reply))
         connectLater();
+    else if (isError(reply))
+        stayInDoubtOfConnecting();
     else
-        // Neither success nor the error's text tells what is the matter.
-        m_timer = m_with.queue.after(bluez::doubt, [this] { endIfStillDown(BluezLinkEnd::failedToConnect); });
+        askWhetherUp();
+}
+
+/// Success may come without a link, and, when bluetoothd hears of the link's channel before it hears of the link, a
+/// link may come without the news that the device is connected.
+void BluezLELink::askWhetherUp()
+{
+    ++m_pendingCalls;
+    const BluezProperty connected{
+        device().value_or(BluezDevice()).path, bluez::deviceInterface, QStringLiteral("Connected")};
+    m_with.client.refresh(connected, this, [this, attempt = m_attempt] {
+        if (attempt != m_attempt)
+            return;
+        --m_pendingCalls;
+        if (m_phase != Phase::connecting)
+            endIfCancelled();
+        else if (isUp())
+            becomeConnected();
+        else
+            stayInDoubtOfConnecting();
+    });
+}
+
+/// Neither success nor the error's text tells what is the matter.
+void BluezLELink::stayInDoubtOfConnecting()
+{
+    m_timer = m_with.queue.after(bluez::doubt, [this] {
+        if (isUp())
+            becomeConnected();
+        else
+            end(BluezLinkEnd::failedToConnect);
+    });
 }
 
 void BluezLELink::connectLater()
@@ -209,14 +234,6 @@ void BluezLELink::stayInDoubt()
 {
     m_seenDown = !isUp();
     m_timer = m_with.queue.after(bluez::doubt, [this] { letGo(); });
-}
-
-void BluezLELink::endIfStillDown(BluezLinkEnd how)
-{
-    if (isUp())
-        becomeConnected();
-    else
-        end(how);
 }
 
 void BluezLELink::cancel()

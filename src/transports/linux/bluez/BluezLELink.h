@@ -89,13 +89,13 @@ private:
     [[nodiscard]] bool isUp() const;
     [[nodiscard]] bool isEnding() const;
     void tryConnect();
-    void askWhenAllowed(const QString& devicePath);
     void askToConnect(const QString& devicePath);
     void setConnecting(bool connecting);
     void connectReplied(const QDBusMessage& reply);
+    void askWhetherUp();
+    void stayInDoubtOfConnecting();
     void connectLater();
     void becomeConnected();
-    void endIfStillDown(BluezLinkEnd end);
     void letGo();
     void askToDisconnect(const QString& devicePath);
     void callDevice(const QString& devicePath, const QString& member, const BluezClient::Reply& reply);

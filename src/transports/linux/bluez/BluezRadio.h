@@ -17,8 +17,8 @@ class BluezRadioUser;
 ///
 /// - Of two requests to begin a search that meet, BlueZ never answers the first, and goes on searching for it until
 ///   its client is gone. So requests that begin or end a search are made one after the other.
-/// - Beside a search BlueZ takes seconds to connect, and beside the end of one it may not connect at all. So searches
-///   end when another central connects, none begins meanwhile, and connecting waits until they have ended.
+/// - Beside a search it takes seconds to connect. So searches end when another central connects, none begins meanwhile,
+///   and connecting waits until they have ended.
 ///
 /// Both waits for searches are limited: a printer that does not answer hides no others, and a search that does not end
 /// keeps no receipt. Outlives its users.
