@@ -83,7 +83,9 @@ int runAgent(
     foreground = Foreground::make(main, [&delegate] { delegate.applicationShouldHandleReopen(); });
     delegate.applicationDidFinishLaunching();
     if (outcome == SingleInstance::Outcome::First)
-        instance.serve(main, [&delegate] { delegate.applicationShouldHandleReopen(); });
+        instance.serve(
+            main, [&delegate] { delegate.applicationShouldHandleReopen(); },
+            [&delegate] { return delegate.isEnding(); });
     const int status = QApplication::exec();
     if (!delegate.isIdle())
         std::_Exit(status); // the delegate's end would wait for what blocks

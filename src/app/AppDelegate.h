@@ -40,6 +40,8 @@ public:
     void quit();
     /// The system's wish (a signal, the end of the session), which is never refused: see Shutdown.
     void endSession() { m_shutdown.request(); }
+    /// Whether the agent will end, be it only when its job is over.
+    [[nodiscard]] bool isEnding() const { return m_isEnding; }
     /// Whether nothing that blocks is under way, whose end the destructor would wait for. Takes 50 ms at most.
     [[nodiscard]] bool isIdle();
     /// Activates the agent and brings the settings window to the front.

@@ -26,6 +26,8 @@ using Clock = std::chrono::steady_clock;
 const QByteArray showRequest = QByteArrayLiteral("show\n");
 const QByteArray hereRequest = QByteArrayLiteral("here\n");
 const QByteArray answer = QByteArrayLiteral("shown\n");
+const QByteArray endingAnswer = QByteArrayLiteral("ending\n");
+constexpr qsizetype maximumAnswerBytes = 16;
 
 constexpr mode_t directoryMode = 0700;
 constexpr mode_t fileMode = 0600;
@@ -35,6 +37,8 @@ constexpr int backlog = 8;
 constexpr std::size_t maximumVisitors = 8;
 /// Between two looks for the socket of an agent that has just begun, or for the lock of one that ends.
 constexpr std::chrono::milliseconds lookPause{20};
+/// Between two looks for the lock of an agent that has said that it is ending, which a job may delay.
+constexpr std::chrono::milliseconds endPause{100};
 /// While the process has no descriptor to spare.
 constexpr std::chrono::seconds acceptPause{1};
 
@@ -87,22 +91,21 @@ bool send(int socket, const QByteArray& bytes)
     return ::send(socket, bytes.constData(), static_cast<std::size_t>(bytes.size()), flags) == bytes.size();
 }
 
-/// Whether the peer sends exactly `expected`, before the deadline.
-bool receives(int socket, const QByteArray& expected, Clock::time_point deadline)
+/// What the peer sends up to its first line feed; empty when that does not come before the deadline.
+QByteArray receivedLine(int socket, Clock::time_point deadline)
 {
-    QByteArray received;
-    while (received.size() < expected.size() && expected.startsWith(received)) {
-        if (!waitFor(socket, POLLIN, deadline))
-            return false;
-        char bytes[16];
-        const ssize_t count = ::recv(
-            socket, bytes, std::min(sizeof bytes, static_cast<std::size_t>(expected.size() - received.size())), 0);
+    QByteArray line;
+    while (!line.endsWith('\n')) {
+        if (line.size() >= maximumAnswerBytes || !waitFor(socket, POLLIN, deadline))
+            return {};
+        char byte = 0;
+        const ssize_t count = ::recv(socket, &byte, 1, 0);
         if (count > 0)
-            received.append(bytes, count);
+            line.append(byte);
         else if (count == 0 || (errno != EAGAIN && errno != EINTR))
-            return false;
+            return {};
     }
-    return received == expected;
+    return line;
 }
 
 } // namespace
@@ -145,14 +148,16 @@ SingleInstance::Outcome SingleInstance::start(Wish wish)
     if (!prepareDirectory())
         return Outcome::Alone;
     // The agent may have the lock but not yet its socket, be asked by too many, or be ending.
-    const Clock::time_point deadline = Clock::now() + answerTime;
+    Clock::time_point deadline = Clock::now() + answerTime;
     while (!lock()) {
         const Answer answered = ask(wish, deadline);
         if (answered == Answer::Yes)
             return Outcome::Shown;
+        if (answered == Answer::Ending)
+            deadline = Clock::now() + answerTime;
         if (answered == Answer::Foreign || Clock::now() >= deadline)
             return Outcome::Alone;
-        std::this_thread::sleep_for(lookPause);
+        std::this_thread::sleep_for(answered == Answer::Ending ? endPause : lookPause);
     }
     return listen() ? Outcome::First : Outcome::Alone;
 }
@@ -204,15 +209,19 @@ SingleInstance::Answer SingleInstance::ask(Wish wish, Clock::time_point deadline
         return Answer::None;
     if (peerUser(socket.get()) != m_place.user)
         return Answer::Foreign;
-    const bool answered = send(socket.get(), wish == Wish::ShowWindow ? showRequest : hereRequest)
-        && receives(socket.get(), answer, deadline);
-    return answered ? Answer::Yes : Answer::None;
+    if (!send(socket.get(), wish == Wish::ShowWindow ? showRequest : hereRequest))
+        return Answer::None;
+    const QByteArray received = receivedLine(socket.get(), deadline);
+    if (received == endingAnswer)
+        return Answer::Ending;
+    return received == answer ? Answer::Yes : Answer::None;
 }
 
-void SingleInstance::serve(SerialQueue& main, std::function<void()> show)
+void SingleInstance::serve(SerialQueue& main, std::function<void()> show, std::function<bool()> isEnding)
 {
     m_main = &main;
     m_show = std::move(show);
+    m_isEnding = std::move(isEnding);
     m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { accept(); });
 }
@@ -253,10 +262,11 @@ void SingleInstance::read(int number)
     const bool mayComplete = showRequest.startsWith(visitor->request) || hereRequest.startsWith(visitor->request);
     if (count > 0 && !complete && mayComplete)
         return;
+    const bool isEnding = m_isEnding && m_isEnding();
     if (complete)
-        send(visitor->socket.get(), answer);
+        send(visitor->socket.get(), isEnding ? endingAnswer : answer);
     dismiss(number);
-    if (asksToShow)
+    if (asksToShow && !isEnding)
         m_show();
 }
 

@@ -32,7 +32,7 @@ public:
         Nothing, ///< a start in the background: it is enough that there is one
     };
 
-    /// How long a running agent may take to answer, or an ending one to end.
+    /// How long a running agent may take to answer, and an ending one to end after its last answer.
     static constexpr std::chrono::milliseconds answerTime{1'000};
 
     /// Where the processes meet; the defaults are the agent's.
@@ -52,12 +52,13 @@ public:
     SingleInstance& operator=(const SingleInstance&) = delete;
 
     /// Looks for a running agent, and takes its place when there is none, or when it ends meanwhile; what a dead one
-    /// left behind is replaced. Call once; needs no application object. Blocks for `answerTime` at most, and never
-    /// throws: where no socket can be made the outcome is `Alone`.
+    /// left behind is replaced. Call once; needs no application object. Blocks for `answerTime` at most, or as long as
+    /// the running agent answers that it is ending; never throws: where no socket can be made the outcome is `Alone`.
     [[nodiscard]] Outcome start(Wish wish = Wish::ShowWindow);
     /// From now on each later start calls `show`, on this thread's Qt event loop. Only after `First`. Starts that came
-    /// earlier are answered now.
-    void serve(SerialQueue& main, std::function<void()> show);
+    /// earlier are answered now. While `isEnding` says so the later start is told instead, and waits to take the place:
+    /// else there would soon be no agent at all.
+    void serve(SerialQueue& main, std::function<void()> show, std::function<bool()> isEnding = {});
 
     /// The path of the socket.
     [[nodiscard]] QString socketPath() const { return m_path + QStringLiteral(".socket"); }
@@ -78,7 +79,7 @@ private:
     [[nodiscard]] bool prepareDirectory() const;
     [[nodiscard]] bool lock();
     [[nodiscard]] bool listen();
-    enum class Answer { None, Yes, Foreign };
+    enum class Answer { None, Yes, Ending, Foreign };
     [[nodiscard]] Answer ask(Wish wish, std::chrono::steady_clock::time_point deadline) const;
     void accept();
     void read(int number);
@@ -91,6 +92,7 @@ private:
     FileDescriptor m_listener;
     SerialQueue* m_main = nullptr;
     std::function<void()> m_show;
+    std::function<bool()> m_isEnding;
     std::unique_ptr<QSocketNotifier> m_notifier;
     Timer m_acceptAgain;
     int m_lastVisitor = 0;

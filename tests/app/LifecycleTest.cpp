@@ -110,8 +110,10 @@ TEST_F(LifecycleTest, TheEndOfTheSessionWaitsForTheJobThatRunsAndTakesNoNewOne)
     saveSettings();
     launch();
     beginJob();
+    EXPECT_FALSE(delegate->isEnding());
     delegate->endSession();
     EXPECT_FALSE(terminated);
+    EXPECT_TRUE(delegate->isEnding()) << "a start meanwhile must not rely on this agent";
     EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("invoice-60.json"))).status, 409);
     EXPECT_EQ(request("POST", "/pair", newStore, pairingBody).status, 429);
     EXPECT_EQ(endJob().body, json(true, sentText.toUtf8()));

@@ -126,6 +126,20 @@ TEST_F(SingleInstances, TakeThePlaceOfAnAgentThatIsEnding)
     EXPECT_EQ(outcome.get(), Outcome::First);
 }
 
+TEST_F(SingleInstances, WaitForAnAgentThatSaysItIsEndingHoweverLongAJobDelaysIt)
+{
+    for (const auto wish : {SingleInstance::Wish::Nothing, SingleInstance::Wish::ShowWindow}) {
+        auto ending = std::make_unique<SingleInstance>(dataDirectory, place());
+        ASSERT_EQ(ending->start(), Outcome::First);
+        ending->serve(
+            m_queue, [this] { ++m_shows; }, [] { return true; });
+        QTimer::singleShot(SingleInstance::answerTime + 500ms, [&ending] { ending.reset(); });
+        EXPECT_EQ(startBeside(place(), dataDirectory, wish), Outcome::First);
+        EXPECT_EQ(ending, nullptr);
+    }
+    EXPECT_EQ(m_shows, 0);
+}
+
 TEST_F(SingleInstances, ServeEachDataDirectoryOnItsOwn)
 {
     SingleInstance agent(dataDirectory, place());

@@ -171,6 +171,28 @@ TEST_F(AgentTest, AKilledAgentRemembersThatATransferWasUncertain)
     EXPECT_FALSE(QFile::exists(backendDirectory + QStringLiteral("/job")));
 }
 
+TEST_F(AgentTest, AStartDuringTheLastJobOfAnEndingAgentTakesItsPlace)
+{
+    const auto program = QStringLiteral("harrowmint-printer-scripted");
+    installBackend("#!/bin/sh\nwhile [ ! -e \"${0%/*}/go\" ]; do sleep 0.05; done\ncat >/dev/null\n");
+    AgentProcess ending(program, home.path());
+    auto last = std::async(std::launch::async, [] { return post(store, sample(QStringLiteral("invoice-10.json"))); });
+    ending.waitForLog("Sending receipt to USB printer");
+    ASSERT_EQ(::kill(static_cast<pid_t>(ending.processId()), SIGTERM), 0);
+    QProcess next;
+    next.setProcessEnvironment(AgentProcess::environment(home.path(), {}));
+    next.start(QStringLiteral(HARROWMINT_BIN_DIR "/") + program, {QStringLiteral("--background")});
+    EXPECT_FALSE(next.waitForFinished(2000)) << "soon nobody would listen";
+    writeFile(backendDirectory + QStringLiteral("/go"), "now");
+    EXPECT_EQ(ending.waitForEnd(), 0);
+    last.get(); // success, or the sentence of the six seconds on a slow machine
+    const QDeadlineTimer deadline(std::chrono::minutes(1));
+    while (exchange(AgentProcess::port, pageRequest(AgentProcess::port, "GET", "/health", {})).status != 200)
+        ASSERT_FALSE(deadline.hasExpired());
+    next.terminate();
+    EXPECT_TRUE(next.waitForFinished());
+}
+
 TEST_F(AgentTest, LeavesNothingOfAReceiptOnDiskOrInItsLog)
 {
     installBackend("#!/bin/sh\nexec cat >/dev/null\n");
