@@ -139,27 +139,34 @@ SingleInstance::SingleInstance(const QString& dataDirectory, const Place& place)
 
 SingleInstance::~SingleInstance()
 {
-    if (m_listener.isOpen())
-        ::unlink(QFile::encodeName(socketPath()).constData());
+    if (!m_listener.isOpen())
+        return;
+    for (const QString& path : {startingPath(), socketPath()})
+        ::unlink(QFile::encodeName(path).constData());
 }
 
 SingleInstance::Outcome SingleInstance::start(Wish wish)
 {
     if (!prepareDirectory())
         return Outcome::Alone;
-    // The agent may have the lock but not yet its socket, be asked by too many, or be ending.
-    Clock::time_point deadline = Clock::now() + answerTime;
+    const Clock::time_point latestStart = Clock::now() + startTime;
+    Clock::time_point deadline = Clock::now() + answerTime; // the agent may be asked by too many
     while (!lock()) {
         const Answer answered = ask(wish, deadline);
         if (answered == Answer::Yes)
             return Outcome::Shown;
         if (answered == Answer::Ending)
             deadline = Clock::now() + answerTime;
+        if (answered == Answer::Starting && m_lock.isOpen())
+            deadline = std::max(deadline, std::min(Clock::now() + answerTime, latestStart));
         if (answered == Answer::Foreign || Clock::now() >= deadline)
             return Outcome::Alone;
         std::this_thread::sleep_for(answered == Answer::Ending ? endPause : lookPause);
     }
-    return listen() ? Outcome::First : Outcome::Alone;
+    if (listen())
+        return Outcome::First;
+    m_lock.close(); // later starts cannot ask this one either
+    return Outcome::Alone;
 }
 
 /// A directory that is there must be this user's own: somebody else could have made one in the temporary directory.
@@ -181,13 +188,17 @@ bool SingleInstance::lock()
     return m_lock.isOpen() && ::flock(m_lock.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
+/// The socket gets its place when it is served: until then there is none to be asked in vain.
 bool SingleInstance::listen()
 {
-    const QByteArray path = QFile::encodeName(socketPath());
+    const QByteArray path = QFile::encodeName(startingPath());
     sockaddr_un address{};
-    if (!setPath(address, path))
+    sockaddr_un served{};
+    if (!setPath(address, path) || !setPath(served, QFile::encodeName(socketPath())))
         return false;
-    ::unlink(path.constData()); // a dead agent's: a living one has the lock
+    // A dead agent's: a living one has the lock.
+    ::unlink(path.constData());
+    ::unlink(served.sun_path);
     FileDescriptor listener = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
     if (!listener.isOpen() || ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return false;
@@ -205,8 +216,10 @@ SingleInstance::Answer SingleInstance::ask(Wish wish, Clock::time_point deadline
     if (!setPath(address, QFile::encodeName(socketPath())))
         return Answer::Foreign;
     const FileDescriptor socket = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
-    if (!socket.isOpen() || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (!socket.isOpen())
         return Answer::None;
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return errno == ENOENT || errno == ECONNREFUSED ? Answer::Starting : Answer::None;
     if (peerUser(socket.get()) != m_place.user)
         return Answer::Foreign;
     if (!send(socket.get(), wish == Wish::ShowWindow ? showRequest : hereRequest))
@@ -224,6 +237,7 @@ void SingleInstance::serve(SerialQueue& main, std::function<void()> show, std::f
     m_isEnding = std::move(isEnding);
     m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { accept(); });
+    ::rename(QFile::encodeName(startingPath()).constData(), QFile::encodeName(socketPath()).constData());
 }
 
 void SingleInstance::accept()

@@ -35,6 +35,10 @@ public:
     /// How long a running agent may take to answer, and an ending one to end after its last answer.
     static constexpr std::chrono::milliseconds answerTime{1'000};
 
+    /// How long a process that has taken the agent's place may need until it serves: at login, with cold files, it may
+    /// be long, and two agents on the same files must not come of it.
+    static constexpr std::chrono::seconds startTime{15};
+
     /// Where the processes meet; the defaults are the agent's.
     struct Place {
         /// Holds the agents' own directory: the user's runtime directory, or else the temporary one.
@@ -52,15 +56,16 @@ public:
     SingleInstance& operator=(const SingleInstance&) = delete;
 
     /// Looks for a running agent, and takes its place when there is none, or when it ends meanwhile; what a dead one
-    /// left behind is replaced. Call once; needs no application object. Blocks for `answerTime` at most, or as long as
-    /// the running agent answers that it is ending; never throws: where no socket can be made the outcome is `Alone`.
+    /// left behind is replaced. Call once; needs no application object. Blocks for `answerTime` at most, or
+    /// `startTime` while another process is about to become the agent, or as long as the agent answers that it is
+    /// ending. Never throws: where no socket can be made the outcome is `Alone`.
     [[nodiscard]] Outcome start(Wish wish = Wish::ShowWindow);
-    /// From now on each later start calls `show`, on this thread's Qt event loop. Only after `First`. Starts that came
-    /// earlier are answered now. While `isEnding` says so the later start is told instead, and waits to take the place:
+    /// From now on each later start calls `show`, on this thread's Qt event loop. Only after `First`. Starts that wait
+    /// are answered now. While `isEnding` says so the later start is told instead, and waits to take the place:
     /// else there would soon be no agent at all.
     void serve(SerialQueue& main, std::function<void()> show, std::function<bool()> isEnding = {});
 
-    /// The path of the socket.
+    /// The path of the socket, which is there while it is served.
     [[nodiscard]] QString socketPath() const { return m_path + QStringLiteral(".socket"); }
 
     [[nodiscard]] static QString defaultParent();
@@ -76,10 +81,17 @@ private:
         QByteArray request;
     };
 
+    [[nodiscard]] QString startingPath() const { return m_path + QStringLiteral(".start"); }
     [[nodiscard]] bool prepareDirectory() const;
     [[nodiscard]] bool lock();
     [[nodiscard]] bool listen();
-    enum class Answer { None, Yes, Ending, Foreign };
+    enum class Answer {
+        None,
+        Yes,
+        Ending,
+        Starting, ///< there is nobody to be asked
+        Foreign,
+    };
     [[nodiscard]] Answer ask(Wish wish, std::chrono::steady_clock::time_point deadline) const;
     void accept();
     void read(int number);

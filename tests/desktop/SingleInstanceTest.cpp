@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QTimer>
+#include <algorithm>
 #include <future>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -103,6 +104,15 @@ TEST_F(SingleInstances, AnswerAStartThatCameBeforeTheAgentWasReady)
     EXPECT_EQ(outcome.get(), Outcome::Shown);
 }
 
+TEST_F(SingleInstances, WaitForAnAgentWhoseStartTakesLong)
+{
+    SingleInstance agent(dataDirectory, place());
+    ASSERT_EQ(agent.start(), Outcome::First);
+    QTimer::singleShot(2 * SingleInstance::answerTime, [&] { agent.serve(m_queue, [this] { ++m_shows; }); });
+    EXPECT_EQ(startBeside(place()), Outcome::Shown);
+    runEventsUntil([&] { return m_shows == 1; });
+}
+
 TEST_F(SingleInstances, LeaveTheRunningAgentsWindowAloneForAStartInTheBackground)
 {
     SingleInstance agent(dataDirectory, place());
@@ -151,7 +161,7 @@ TEST_F(SingleInstances, ServeEachDataDirectoryOnItsOwn)
 TEST_F(SingleInstances, KeepTheirFilesToTheUser)
 {
     SingleInstance agent(dataDirectory, place());
-    ASSERT_EQ(agent.start(), Outcome::First);
+    serve(agent);
     EXPECT_EQ(modeOf(ownDirectory()), 0700U);
     EXPECT_EQ(modeOf(agent.socketPath()), 0600U);
     EXPECT_TRUE(agent.socketPath().startsWith(ownDirectory() + QLatin1Char('/')));
@@ -163,13 +173,19 @@ TEST_F(SingleInstances, TakeTheirSocketAwayAtTheEnd)
     QString path;
     {
         SingleInstance agent(dataDirectory, place());
-        ASSERT_EQ(agent.start(), Outcome::First);
+        serve(agent);
         path = agent.socketPath();
         EXPECT_TRUE(QFile::exists(path));
-        EXPECT_EQ(startBeside(place()), Outcome::Alone); // nobody serves; it must not take the socket along
+        EXPECT_EQ(SingleInstance(dataDirectory, place()).start(), Outcome::Alone); // it must not take the socket along
         EXPECT_TRUE(QFile::exists(path));
     }
     EXPECT_FALSE(QFile::exists(path));
+    {
+        SingleInstance neverServed(dataDirectory, place());
+        ASSERT_EQ(neverServed.start(), Outcome::First);
+        EXPECT_FALSE(QFile::exists(path));
+    }
+    EXPECT_EQ(QDir(ownDirectory()).entryList(QDir::System | QDir::NoDotAndDotDot), QStringList());
     SingleInstance next(dataDirectory, place());
     EXPECT_EQ(next.start(), Outcome::First);
 }
@@ -180,6 +196,7 @@ TEST_F(SingleInstances, ReplaceWhatAKilledAgentLeftBehind)
     if (child == 0) {
         SingleInstance agent(dataDirectory, place());
         const bool first = agent.start() == Outcome::First;
+        agent.serve(m_queue, [] {});
         ::_exit(first ? 0 : 1); // without its destructor
     }
     int status = 0;
@@ -194,17 +211,18 @@ TEST_F(SingleInstances, ReplaceWhatAKilledAgentLeftBehind)
 TEST_F(SingleInstances, StayWithoutAnAnswerAfterASecond)
 {
     SingleInstance mute(dataDirectory, place());
-    ASSERT_EQ(mute.start(), Outcome::First); // and never serves
+    serve(mute); // but its loop does not run
     SingleInstance second(dataDirectory, place());
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(second.start(), Outcome::Alone);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, SingleInstance::answerTime);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, SingleInstance::startTime);
 }
 
 TEST_F(SingleInstances, DoNotTakeAWrongAnswerForOne)
 {
     SingleInstance agent(dataDirectory, place());
-    ASSERT_EQ(agent.start(), Outcome::First);
+    serve(agent);
     // Another program at the socket's path, while the lock is held.
     const QByteArray path = QFile::encodeName(agent.socketPath());
     ASSERT_EQ(::unlink(path.constData()), 0);
@@ -326,17 +344,30 @@ TEST_F(SingleInstances, KeepAnsweringWhileMoreVisitorsWaitThanTheyBearWith)
 
 TEST_F(SingleInstances, LetOneOfManySimultaneousStartsBeTheAgent)
 {
-    constexpr int starts = 8;
+    constexpr std::size_t starts = 8;
     std::vector<std::unique_ptr<SingleInstance>> instances;
     std::vector<std::future<Outcome>> outcomes;
-    for (int i = 0; i < starts; ++i)
+    for (std::size_t i = 0; i < starts; ++i)
         instances.push_back(std::make_unique<SingleInstance>(dataDirectory, place()));
     for (const auto& instance : instances)
         outcomes.push_back(std::async(std::launch::async, [&instance] { return instance->start(); }));
-    int first = 0;
-    for (auto& outcome : outcomes)
-        first += outcome.get() == Outcome::First ? 1 : 0;
-    EXPECT_EQ(first, 1);
+    std::vector<Outcome> ended;
+    const auto take = [&](std::size_t i) {
+        if (!outcomes[i].valid() || outcomes[i].wait_for(0s) != std::future_status::ready)
+            return;
+        ended.push_back(outcomes[i].get());
+        if (ended.back() == Outcome::First)
+            instances[i]->serve(m_queue, [this] { ++m_shows; });
+    };
+    QTimer poll;
+    poll.start(2);
+    runEventsUntil([&] {
+        for (std::size_t i = 0; i < starts; ++i)
+            take(i);
+        return ended.size() == starts;
+    });
+    EXPECT_EQ(std::count(ended.begin(), ended.end(), Outcome::First), 1);
+    EXPECT_EQ(std::count(ended.begin(), ended.end(), Outcome::Shown), starts - 1);
 }
 
 TEST(SingleInstancePlace, IsTheRuntimeDirectoryOrElseTheTemporaryOne)
