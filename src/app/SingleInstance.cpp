@@ -7,6 +7,7 @@
 #include <QFile>
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -149,14 +150,16 @@ SingleInstance::Outcome SingleInstance::start(Wish wish)
 {
     if (!prepareDirectory())
         return Outcome::Alone;
-    const Clock::time_point latestStart = Clock::now() + startTime;
+    Clock::time_point latestStart = Clock::now() + startTime;
     Clock::time_point deadline = Clock::now() + answerTime; // the agent may be asked by too many
     while (!lock()) {
         const Answer answered = ask(wish, deadline);
         if (answered == Answer::Yes)
             return Outcome::Shown;
-        if (answered == Answer::Ending)
+        if (answered == Answer::Ending) { // who comes after it may be another that waits
             deadline = Clock::now() + answerTime;
+            latestStart = Clock::now() + startTime;
+        }
         if (answered == Answer::Starting && m_lock.isOpen())
             deadline = std::max(deadline, std::min(Clock::now() + answerTime, latestStart));
         if (answered == Answer::Foreign || Clock::now() >= deadline)
