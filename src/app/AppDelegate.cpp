@@ -204,6 +204,9 @@ void AppDelegate::showWindow()
 
 bool AppDelegate::applicationShouldHandleReopen()
 {
+    // Who was told to close the other agent and to reopen this one has done so.
+    if (m_window && !m_serverIsWell)
+        startServer();
     showWindow();
     return true;
 }

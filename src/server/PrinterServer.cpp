@@ -41,6 +41,8 @@ void answerNotReady(const HTTPRequest&, const ReplyCallback& answer)
 
 void PrinterServer::Implementation::start()
 {
+    if (m_thread.joinable())
+        return;
     m_acceptor.open(tcp::v4());
     closeOnExec(m_acceptor.native_handle());
     if (listen()) {

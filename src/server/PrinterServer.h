@@ -50,7 +50,7 @@ public:
     Status status;
 
     /// Listens on 127.0.0.1. Throws std::system_error only when no socket or thread can be had; a port that is taken is
-    /// told through `status`. Call once.
+    /// told through `status`. Another call tries again; it does nothing to a server that has come to listen.
     void start();
     /// The port listened on: the one asked for, or the one the system chose for 0. After `start`.
     [[nodiscard]] std::uint16_t port() const;

@@ -153,6 +153,30 @@ TEST_F(AppDelegateTest, TellsThatThePortIsTaken)
     EXPECT_FALSE(second.statusIsWell());
 }
 
+TEST_F(AppDelegateTest, ReopenedListensOnThePortThatItFoundTaken)
+{
+    launch();
+    port = delegate->port();
+    auto first = std::move(delegate);
+    const TemporaryDirectory other;
+    AgentConfiguration configuration;
+    configuration.directory = other.path();
+    configuration.port = port;
+    delegate = std::make_unique<AppDelegate>(main, std::move(configuration));
+    delegate->applicationDidFinishLaunching();
+    runUntil([this] { return !delegate->statusText().isEmpty(); });
+    EXPECT_TRUE(delegate->applicationShouldHandleReopen());
+    EXPECT_FALSE(delegate->statusIsWell());
+    first.reset();
+    delegate->applicationShouldHandleReopen();
+    delegate->applicationShouldHandleReopen();
+    runUntil([this] { return delegate->statusIsWell(); });
+    EXPECT_EQ(delegate->statusText(), QStringLiteral("Ready on this Mac · port %1").arg(port));
+    EXPECT_EQ(request("GET", "/health", {}).status, 200);
+    delegate->applicationShouldHandleReopen();
+    EXPECT_EQ(request("GET", "/health", {}).status, 200) << "it goes on listening";
+}
+
 TEST_F(AppDelegateTest, AfterARestartAnInterruptedTransferCountsAsUncertain)
 {
     saveSettings();
