@@ -79,15 +79,19 @@ void AppDelegate::applicationDidFinishLaunching()
 void AppDelegate::loadGuards()
 {
     for (const bool labels : {false, true}) {
+        std::unique_ptr<PrintGuard>& guard = labels ? m_labelGuardStore : m_guardStore;
         try {
-            (labels ? m_labelGuardStore : m_guardStore) =
-                std::make_unique<PrintGuard>(labels, m_configuration.directory, m_files);
+            if (!guard)
+                guard = std::make_unique<PrintGuard>(labels, m_configuration.directory, m_files);
         } catch (const std::exception&) {
             continue; // dispatch refuses jobs of this kind and says why
         }
     }
-    m_dispatch.emplace(
-        m_main, m_runner, static_cast<JobPresentation&>(*this), m_guardStore.get(), m_labelGuardStore.get());
+    if (m_dispatch)
+        m_dispatch->setGuards(m_guardStore.get(), m_labelGuardStore.get());
+    else
+        m_dispatch.emplace(
+            m_main, m_runner, static_cast<JobPresentation&>(*this), m_guardStore.get(), m_labelGuardStore.get());
 }
 
 void AppDelegate::loadMissingGuards()
@@ -204,9 +208,12 @@ void AppDelegate::showWindow()
 
 bool AppDelegate::applicationShouldHandleReopen()
 {
-    // Who was told to close the other agent and to reopen this one has done so.
-    if (m_window && !m_serverIsWell)
-        startServer();
+    // Who was told to put something right and to reopen the agent has done so.
+    if (m_window) {
+        loadGuards();
+        if (!m_serverIsWell)
+            startServer();
+    }
     showWindow();
     return true;
 }

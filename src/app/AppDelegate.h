@@ -32,8 +32,8 @@ public:
     /// lists; then the window is shown, unless this is a background start with nothing to tell and a printer to print
     /// on. Call once. Never throws: what cannot be loaded or started is told on the status line.
     void applicationDidFinishLaunching();
-    /// The program was started again, or its icon was clicked: shows the window, and tries again to listen where the
-    /// port was taken. True.
+    /// The program was started again, or its icon was clicked: shows the window, and tries again what failed at the
+    /// launch: to listen where the port was taken, and to load a guard. True.
     bool applicationShouldHandleReopen();
     /// Whether the application may end now: not while a job runs, which is then shown.
     [[nodiscard]] bool applicationShouldTerminate();

@@ -137,6 +137,24 @@ TEST_F(AppDelegateTest, RefusesReceiptsButPrintsLabelsWhenOnlyTheReceiptGuardCan
     EXPECT_EQ(readFile(guard), "{}") << "the damaged file must be left alone";
 }
 
+TEST_F(AppDelegateTest, ReopenedLoadsTheGuardThatCouldNotBeRead)
+{
+    saveSettings();
+    QFile file(directory.filePath(QStringLiteral("recent-jobs.json")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("{}");
+    file.close();
+    launch();
+    delegate->applicationShouldHandleReopen();
+    EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("invoice-10.json"))).status, 409);
+    ASSERT_TRUE(file.remove());
+    delegate->applicationShouldHandleReopen();
+    EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("invoice-10.json"))).status, 200);
+    delegate->applicationShouldHandleReopen();
+    EXPECT_EQ(request("POST", "/print", store, sample(QStringLiteral("invoice-10.json"))).status, 409)
+        << "a guard that is there keeps what it remembers";
+}
+
 TEST_F(AppDelegateTest, TellsThatThePortIsTaken)
 {
     launch();
