@@ -3,7 +3,7 @@
 #include "documents/Receipt.h"
 #include "render/RasterReceipt.h"
 #include "settings/PrinterSettings.h"
-#include "support/Files.h"
+#include "support/Samples.h"
 
 #include <QDBusObjectPath>
 #include <QDeadlineTimer>

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <QByteArray>
-#include <QFile>
-#include <QString>
+#include "support/Samples.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -14,21 +13,6 @@ inline void writeFile(const QString& path, const QByteArray& bytes)
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
     ASSERT_EQ(file.write(bytes), bytes.size()) << path.toStdString();
-}
-
-/// All bytes of a file; none when it cannot be read.
-[[nodiscard]] inline QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// The file of tests/samples, which must be there.
-[[nodiscard]] inline QByteArray sample(const QString& name)
-{
-    const QByteArray bytes = readFile(QStringLiteral(HARROWMINT_SOURCE_DIR "/tests/samples/") + name);
-    EXPECT_FALSE(bytes.isEmpty()) << name.toStdString();
-    return bytes;
 }
 
 /// The permissions of the file or directory at `path`, which must be there; a link's are its own.
