@@ -146,10 +146,11 @@ void BluetoothRig::saveSettings(Way way) const
     settings.save(m_home.filePath(QStringLiteral("Library/Application Support/Harrowmint Printer")));
 }
 
-void BluetoothRig::startAgent(Way way)
+void BluetoothRig::startAgent(Way way, const QStringList& arguments)
 {
     saveSettings(way);
-    agent.emplace(m_program, m_home.path(), AgentPlace{m_port, bus.address(), {QString::number(m_port)}});
+    agent.emplace(
+        m_program, m_home.path(), AgentPlace{m_port, bus.address(), QStringList{QString::number(m_port)} + arguments});
 }
 
 HttpResponse BluetoothRig::print(const QByteArray& body) const

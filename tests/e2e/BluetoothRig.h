@@ -29,7 +29,7 @@ public:
     void setPowered(bool powered);
 
     /// Starts the agent with receipts going out `way` (labels: over LE in any case).
-    void startAgent(Way way);
+    void startAgent(Way way, const QStringList& arguments = {});
     /// What the page hears about a job.
     [[nodiscard]] HttpResponse print(const QByteArray& body) const;
     [[nodiscard]] std::future<HttpResponse> printMeanwhile(const QByteArray& body) const;
