@@ -185,6 +185,18 @@ TEST_F(BluezLEScan, MovesToTheAdapterThatIsStillOn)
     EXPECT_FALSE(m_events.has("poweredOff"));
 }
 
+TEST_F(BluezLEScan, LeavesNoSessionOnTheAdapterThatIsUsedNoMore)
+{
+    startWithPrinter();
+    m_bluez.change(hci0, QStringLiteral("org.bluez.Adapter1"), {{QStringLiteral("Powered"), false}});
+    m_bluez.add(QStringLiteral("/org/bluez/hci1"), adapterObject(true));
+    switchOn();
+    startScan();
+    m_bluez.change(hci0, QStringLiteral("org.bluez.Adapter1"), {{QStringLiteral("Powered"), true}});
+    EXPECT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("StartDiscovery /org/bluez/hci0")) == 1; }));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("StopDiscovery /org/bluez/hci1")), 1);
+}
+
 TEST_F(BluezLEScan, IsEndedBeforeAConnectionIsMade)
 {
     startWithPrinter();
@@ -197,6 +209,20 @@ TEST_F(BluezLEScan, IsEndedBeforeAConnectionIsMade)
     m_central->connect(printer);
     ASSERT_TRUE(waitForEvent("connected"));
     EXPECT_GE(clock.elapsed(), 400);
+}
+
+TEST_F(BluezLEScan, ThatDoesNotEndKeepsItsCentralFromConnectingForTwoSeconds)
+{
+    startWithPrinter();
+    switchOn();
+    startScan();
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("mute"), true}});
+    QElapsedTimer clock;
+    clock.start();
+    m_central->stopScan();
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected"));
+    EXPECT_GE(clock.elapsed(), 2'000);
 }
 
 TEST_F(BluezLEScan, EndsWithItsCentral)

@@ -86,20 +86,31 @@ TEST_F(BluezRadioTest, LetsConnectOnceTheOthersSearchHasEnded)
     ASSERT_TRUE(m_second->beginSearch());
     m_second->endRequest();
     m_first.beginConnecting();
-    EXPECT_FALSE(m_first.mayConnect());
+    EXPECT_FALSE(m_first.mayConnect(false));
     told();
     m_second->endSearch();
-    EXPECT_TRUE(m_first.mayConnect());
+    EXPECT_TRUE(m_first.mayConnect(false));
     EXPECT_EQ(told(), Names{"first"});
     m_second->endSearch();
     EXPECT_EQ(told(), Names{}) << "it had ended before";
+}
+
+TEST_F(BluezRadioTest, LetsConnectOnceItsOwnSearchHasEndedOrAfterTwoSeconds)
+{
+    m_first.beginConnecting();
+    EXPECT_FALSE(m_first.mayConnect(true));
+    EXPECT_TRUE(m_first.mayConnect(false));
+    m_clock->advance(1'999ms);
+    EXPECT_FALSE(m_first.mayConnect(true));
+    m_clock->advance(1ms);
+    EXPECT_TRUE(m_first.mayConnect(true));
 }
 
 TEST_F(BluezRadioTest, LetsConnectBesideItsOwnSearch)
 {
     ASSERT_TRUE(m_first.beginSearch());
     m_first.beginConnecting();
-    EXPECT_TRUE(m_first.mayConnect());
+    EXPECT_TRUE(m_first.mayConnect(false));
 }
 
 TEST_F(BluezRadioTest, LetsConnectAfterTwoSecondsBesideASearchThatDoesNotEnd)
@@ -107,9 +118,9 @@ TEST_F(BluezRadioTest, LetsConnectAfterTwoSecondsBesideASearchThatDoesNotEnd)
     ASSERT_TRUE(m_second->beginSearch());
     m_first.beginConnecting();
     m_clock->advance(1'999ms);
-    EXPECT_FALSE(m_first.mayConnect());
+    EXPECT_FALSE(m_first.mayConnect(false));
     m_clock->advance(1ms);
-    EXPECT_TRUE(m_first.mayConnect());
+    EXPECT_TRUE(m_first.mayConnect(false));
 }
 
 TEST_F(BluezRadioTest, ForgetsWhoIsGone)
@@ -118,7 +129,7 @@ TEST_F(BluezRadioTest, ForgetsWhoIsGone)
     m_first.beginConnecting();
     EXPECT_TRUE(m_told.empty()) << "never within the call";
     m_second.reset();
-    EXPECT_TRUE(m_first.mayConnect());
+    EXPECT_TRUE(m_first.mayConnect(false));
     EXPECT_TRUE(m_first.beginRequest());
     EXPECT_EQ(told(), Names{"first"}) << "the second was gone before it could be told";
     m_first.endConnecting();

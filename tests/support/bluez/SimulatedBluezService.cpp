@@ -242,6 +242,8 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     m_calls.append(member + QLatin1Char(' ') + message.path());
     if (member == QLatin1String("Connect") && !m_discovering.isEmpty())
         m_calls.last() += QStringLiteral(" beside a search");
+    if (member == QLatin1String("StartDiscovery"))
+        m_latestSearcher = message.service();
     const QVariantMap behaviour = takeBehaviour(member).value_or(QVariantMap());
     if (behaviour.value(QStringLiteral("mute")).toBool()) {
         if (member == QLatin1String("Connect"))
@@ -268,8 +270,6 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         answer();
         return true;
     }
-    if (member == QLatin1String("StartDiscovery"))
-        m_discoveryBegins = message.service();
     later(delay, answer);
     return true;
 }
@@ -320,9 +320,8 @@ void SimulatedBluezService::startDiscovery(const QDBusMessage& message)
     } else {
         m_discovering.insert(message.service());
         change(message.path(), adapterInterface, {{QStringLiteral("Discovering"), true}}, {});
-        if (m_discoveryBegins.isEmpty() || m_discoveryBegins == message.service())
+        if (m_latestSearcher == message.service())
             reply(message);
-        m_discoveryBegins.remove(message.service());
     }
 }
 

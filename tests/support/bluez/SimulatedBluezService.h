@@ -112,7 +112,7 @@ private:
     QHash<QString, QVariantMap> m_behaviours;
     QStringList m_calls;
     QSet<QString> m_discovering; ///< clients with a session
-    QString m_discoveryBegins; ///< client of the latest StartDiscovery that waits; an earlier one is never answered
+    QString m_latestSearcher; ///< client of the latest StartDiscovery: no earlier one is answered any more
     QHash<QString, QDBusMessage> m_connecting; ///< by device path
     QSet<QString> m_writing; ///< characteristics with a request under way
     std::optional<QDBusMessage> m_profile; ///< the request that registered it

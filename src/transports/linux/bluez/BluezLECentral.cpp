@@ -190,7 +190,7 @@ void BluezLECentral::setConnecting(bool connecting)
 
 bool BluezLECentral::mayConnect() const
 {
-    return !m_scan.isEnding() && m_radio.mayConnect();
+    return m_radio.mayConnect(m_scan.isEnding());
 }
 
 void BluezLECentral::evaluateLinks()

@@ -17,6 +17,11 @@ namespace harrowmint {
 
 /// What the centrals of one process share.
 struct BluezShared {
+    explicit BluezShared(const BluezRadio::Limits& limits)
+        : radio(limits)
+    {
+    }
+
     BluezLinkUsers users;
     BluezRadio radio;
 };
@@ -93,8 +98,8 @@ private:
 class BluezLECentrals {
 public:
     /// `busAddress` empty: the system bus.
-    explicit BluezLECentrals(QString busAddress = {})
-        : m_shared(std::make_shared<BluezShared>())
+    explicit BluezLECentrals(QString busAddress = {}, const BluezRadio::Limits& limits = {})
+        : m_shared(std::make_shared<BluezShared>(limits))
         , m_busAddress(std::move(busAddress))
     {
     }

@@ -29,6 +29,7 @@ inline const QString notAvailableError = QStringLiteral("org.bluez.Error.NotAvai
 inline const QString alreadyConnectedError = QStringLiteral("org.bluez.Error.AlreadyConnected");
 inline const QString alreadyExistsError = QStringLiteral("org.bluez.Error.AlreadyExists");
 inline const QString rejectedError = QStringLiteral("org.bluez.Error.Rejected");
+inline const QString noReplyError = QStringLiteral("org.freedesktop.DBus.Error.NoReply");
 inline const QString accessDeniedError = QStringLiteral("org.freedesktop.DBus.Error.AccessDenied");
 
 /// Failed, in words, while another request to connect is under way.

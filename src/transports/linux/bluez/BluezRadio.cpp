@@ -76,11 +76,11 @@ void BluezRadioUser::endConnecting()
         tellOthers();
 }
 
-bool BluezRadioUser::mayConnect() const
+bool BluezRadioUser::mayConnect(bool searchIsEnding) const
 {
     const std::lock_guard guard(m_radio.m_lock);
-    return m_queue.now() >= m_since + BluezRadio::longestSearchEnd
-        || !anyOther([](const BluezRadioUser& other) { return other.m_searching; });
+    return m_queue.now() >= m_since + m_radio.m_limits.searchEnd
+        || (!searchIsEnding && !anyOther([](const BluezRadioUser& other) { return other.m_searching; }));
 }
 
 bool BluezRadioUser::anyOther(const std::function<bool(const BluezRadioUser&)>& condition) const
@@ -91,9 +91,8 @@ bool BluezRadioUser::anyOther(const std::function<bool(const BluezRadioUser&)>& 
 
 bool BluezRadioUser::othersConnect() const
 {
-    return anyOther([now = m_queue.now()](const BluezRadioUser& other) {
-        return other.m_connecting > 0 && now < other.m_since + BluezRadio::longestPause;
-    });
+    return anyOther([now = m_queue.now(), limit = m_radio.m_limits.pause](
+                        const BluezRadioUser& other) { return other.m_connecting > 0 && now < other.m_since + limit; });
 }
 
 void BluezRadioUser::tellOthers() const

@@ -20,17 +20,27 @@ class BluezRadioUser;
 /// - Beside a search it takes seconds to connect. So searches end when another central connects, none begins meanwhile,
 ///   and connecting waits until they have ended.
 ///
-/// Both waits for searches are limited: a printer that does not answer hides no others, and a search that does not end
-/// keeps no receipt. Outlives its users.
+/// Both waits are limited: a printer that does not answer hides no others, and a search that does not end keeps no
+/// receipt. Outlives its users.
 class BluezRadio {
 public:
-    /// Searches wait that long for one central's links. A printer that is on connects within a second or two.
-    static constexpr std::chrono::milliseconds longestPause{4'000};
-    /// Connecting waits that long for the end of searches, which takes BlueZ a moment.
-    static constexpr std::chrono::milliseconds longestSearchEnd{2'000};
+    struct Limits {
+        /// Searches wait that long for one central's links. A printer that is on connects within a second or two.
+        std::chrono::milliseconds pause{4'000};
+        /// Connecting waits that long for the end of searches, its own central's too, which takes BlueZ a moment.
+        std::chrono::milliseconds searchEnd{2'000};
+    };
+
+    BluezRadio() = default;
+    explicit BluezRadio(const Limits& limits)
+        : m_limits(limits)
+    {
+    }
 
 private:
     friend class BluezRadioUser;
+
+    const Limits m_limits;
 
     std::mutex m_lock; ///< for the users, too
     std::vector<BluezRadioUser*> m_users;
@@ -49,7 +59,7 @@ public:
 
     /// Whether the central may search, and go on searching.
     [[nodiscard]] bool maySearch() const;
-    /// Begins a search, and the request for it, if it may: until `endSearch`, at which BlueZ has none of it left.
+    /// Begins a search, and the request for it, if it may: until `endSearch`, when BlueZ has been asked to end it.
     [[nodiscard]] bool beginSearch();
     void endSearch();
     /// Begins the request that ends a search, if it is this central's turn.
@@ -61,8 +71,8 @@ public:
     void beginConnecting();
     /// One less.
     void endConnecting();
-    /// Whether BlueZ may be asked to connect now, as far as the other centrals are concerned.
-    [[nodiscard]] bool mayConnect() const;
+    /// Whether BlueZ may be asked to connect now; `searchIsEnding` tells of the central's own search.
+    [[nodiscard]] bool mayConnect(bool searchIsEnding) const;
 
 private:
     using TimePoint = std::chrono::steady_clock::time_point;

@@ -28,6 +28,8 @@ void BluezScan::start()
     m_named.clear();
     m_nameless.clear();
     proceed();
+    // A session that has not been ended meanwhile goes on, and does not begin again.
+    m_sightKnown = m_queue.after({}, [this] { sightKnown(); });
 }
 
 void BluezScan::stop()
@@ -58,6 +60,7 @@ void BluezScan::adapterChanged()
     if (m_phase == Phase::idle || m_adapter == m_client.objects().adapter())
         return;
     const bool wanted = m_wanted;
+    m_client.send({m_adapter, bluez::adapterInterface, QStringLiteral("StopDiscovery"), {}});
     reset();
     m_wanted = wanted;
     proceed();
@@ -115,7 +118,9 @@ void BluezScan::startDiscovery()
 
 void BluezScan::started(const QDBusMessage& reply)
 {
-    if (reply.type() != QDBusMessage::ReplyMessage) {
+    // When another program begins a search at the same moment BlueZ does not answer, but searches.
+    const bool isRefused = reply.type() != QDBusMessage::ReplyMessage && reply.errorName() != bluez::noReplyError;
+    if (isRefused) {
         setIdle();
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
         m_events.stopped();
@@ -123,8 +128,7 @@ void BluezScan::started(const QDBusMessage& reply)
     }
     m_phase = Phase::running;
     proceed();
-    for (const BluezDevice& device : m_client.objects().devices())
-        sight(device);
+    sightKnown();
 }
 
 void BluezScan::stopDiscovery()
@@ -137,12 +141,18 @@ void BluezScan::stopDiscovery()
     request(QStringLiteral("StopDiscovery"), &BluezScan::stopped);
 }
 
-/// Refused or not, there is no session any more.
+/// Refused or not: more cannot be done.
 void BluezScan::stopped(const QDBusMessage& /*reply*/)
 {
     setIdle();
     proceed();
     m_events.stopped();
+}
+
+void BluezScan::sightKnown()
+{
+    for (const BluezDevice& device : m_client.objects().devices())
+        sight(device);
 }
 
 void BluezScan::deviceChanged(const QString& path, const QStringList& properties)

@@ -45,6 +45,7 @@ private:
     void started(const QDBusMessage& reply);
     void stopDiscovery();
     void stopped(const QDBusMessage& reply);
+    void sightKnown();
     void sight(const BluezDevice& device);
     void request(const QString& member, void (BluezScan::*then)(const QDBusMessage&));
 
@@ -61,6 +62,7 @@ private:
     QSet<QString> m_nameless; ///< addresses reported without
     Timer m_retry;
     Timer m_lookAgain;
+    Timer m_sightKnown;
 };
 
 } // namespace harrowmint
