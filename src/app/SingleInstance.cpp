@@ -191,6 +191,13 @@ bool SingleInstance::lock()
     return m_lock.isOpen() && ::flock(m_lock.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
+/// Whether the lock's owner has come to serve: its socket may have been cleaned away since.
+bool SingleInstance::isServed() const
+{
+    struct stat status { };
+    return m_lock.isOpen() && ::fstat(m_lock.get(), &status) == 0 && status.st_size > 0;
+}
+
 /// The socket gets its place when it is served: until then there is none to be asked in vain.
 bool SingleInstance::listen()
 {
@@ -200,6 +207,8 @@ bool SingleInstance::listen()
     if (!setPath(address, path) || !setPath(served, QFile::encodeName(socketPath())))
         return false;
     // A dead agent's: a living one has the lock.
+    if (::ftruncate(m_lock.get(), 0) != 0)
+        return false;
     ::unlink(path.constData());
     ::unlink(served.sun_path);
     FileDescriptor listener = settled(::socket(AF_UNIX, SOCK_STREAM, 0));
@@ -222,7 +231,7 @@ SingleInstance::Answer SingleInstance::ask(Wish wish, Clock::time_point deadline
     if (!socket.isOpen())
         return Answer::None;
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return errno == ENOENT || errno == ECONNREFUSED ? Answer::Starting : Answer::None;
+        return (errno == ENOENT || errno == ECONNREFUSED) && !isServed() ? Answer::Starting : Answer::None;
     if (peerUser(socket.get()) != m_place.user)
         return Answer::Foreign;
     if (!send(socket.get(), wish == Wish::ShowWindow ? showRequest : hereRequest))
@@ -241,6 +250,7 @@ void SingleInstance::serve(SerialQueue& main, std::function<void()> show, std::f
     m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { accept(); });
     ::rename(QFile::encodeName(startingPath()).constData(), QFile::encodeName(socketPath()).constData());
+    static_cast<void>(::pwrite(m_lock.get(), "s", 1, 0));
 }
 
 void SingleInstance::accept()

@@ -84,6 +84,7 @@ private:
     [[nodiscard]] QString startingPath() const { return m_path + QStringLiteral(".start"); }
     [[nodiscard]] bool prepareDirectory() const;
     [[nodiscard]] bool lock();
+    [[nodiscard]] bool isServed() const;
     [[nodiscard]] bool listen();
     enum class Answer {
         None,

@@ -136,6 +136,8 @@ void PrinterServer::Implementation::acceptNext()
 
 void PrinterServer::Implementation::accepted(const asio::error_code& error, Socket socket)
 {
+    if (error == asio::error::operation_aborted)
+        return; // of a start that failed: the listener has been closed
     if (!error) {
         accept(std::move(socket));
         acceptNext();
@@ -222,20 +224,15 @@ void PrinterServer::Implementation::handOver(Requests requests)
     });
 }
 
-/// What the handler throws at one request, or does to the server, is no fault of those that came with it.
 void PrinterServer::Implementation::handle(const Requests& requests)
 {
     if (!m_owner)
         return;
     // A copy: a call may destroy the server.
     const Handler handler = m_owner->handler ? m_owner->handler : answerNotReady;
-    for (auto next = requests.begin(); next != requests.end() && m_owner; ++next) {
-        try {
-            handler(next->first, next->second);
-        } catch (...) {
-            handOver(Requests(next + 1, requests.end()));
-            throw;
-        }
+    for (const auto& [request, answer] : requests) {
+        if (m_owner)
+            handler(request, answer);
     }
 }
 

@@ -44,7 +44,7 @@ public:
     PrinterServer& operator=(const PrinterServer&) = delete;
 
     /// Gets each complete request with its reply callback; set before `start`. Without one every request gets a 503.
-    /// What it throws reaches the main queue.
+    /// Must not throw.
     Handler handler;
     /// Gets the listener's state as a text for people and whether it is well; set before `start`.
     Status status;

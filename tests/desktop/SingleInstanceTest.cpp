@@ -219,6 +219,16 @@ TEST_F(SingleInstances, StayWithoutAnAnswerAfterASecond)
     EXPECT_LT(std::chrono::steady_clock::now() - begin, SingleInstance::startTime);
 }
 
+TEST_F(SingleInstances, DoNotTakeAnAgentWhoseSocketWasCleanedAwayForOneThatStarts)
+{
+    SingleInstance first(dataDirectory, place());
+    serve(first);
+    ASSERT_TRUE(QFile::remove(first.socketPath()));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(startBeside(place()), Outcome::Alone);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, SingleInstance::startTime);
+}
+
 TEST_F(SingleInstances, DoNotTakeAWrongAnswerForOne)
 {
     SingleInstance agent(dataDirectory, place());

@@ -1,7 +1,5 @@
 #include "server/ServerFixture.h"
 
-#include <stdexcept>
-
 using namespace harrowmint;
 using namespace harrowmint::test;
 
@@ -66,21 +64,6 @@ TEST_F(PrinterServerRounds, HandOverAllTheirRequestsInOneTaskInTheOrderOfArrival
     EXPECT_EQ(first.receive(), echoed(QStringLiteral("/first")));
     EXPECT_EQ(second.receive(), echoed(QStringLiteral("/second")));
     EXPECT_EQ(m_main.held(), 0u);
-}
-
-TEST_F(PrinterServerRounds, LoseNoRequestToTheFailureOfAnother)
-{
-    askInOneRound([this](const HTTPRequest& request, const ReplyCallback& reply) {
-        if (request.path == QStringLiteral("/first"))
-            throw std::runtime_error("first");
-        note(request, reply);
-    });
-    EXPECT_THROW(m_main.runHeld(), std::runtime_error) << "kept from the queue";
-    m_main.release();
-    EXPECT_EQ(first.receive(), (Received{{}, End::Closed}));
-    EXPECT_EQ(second.receive(), echoed(QStringLiteral("/second")));
-    settle();
-    EXPECT_EQ(seen, (std::vector{all[0], all[2]}));
 }
 
 TEST_F(PrinterServerRounds, EndWithTheServerThatAHandlerDestroys)
