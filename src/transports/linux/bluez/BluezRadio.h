@@ -40,7 +40,7 @@ public:
 private:
     friend class BluezRadioUser;
 
-    const Limits m_limits;
+    Limits m_limits;
 
     std::mutex m_lock; ///< for the users, too
     std::vector<BluezRadioUser*> m_users;
