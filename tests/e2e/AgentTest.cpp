@@ -175,7 +175,9 @@ TEST_F(AgentTest, AStartDuringTheLastJobOfAnEndingAgentTakesItsPlace)
 {
     const auto program = QStringLiteral("harrowmint-printer-scripted");
     installBackend("#!/bin/sh\nwhile [ ! -e \"${0%/*}/go\" ]; do sleep 0.05; done\ncat >/dev/null\n");
-    AgentProcess ending(program, home.path());
+    AgentPlace place; // the font libraries leak, which a sanitizer would tell by the exit status
+    place.environment = {{QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0")}};
+    AgentProcess ending(program, home.path(), place);
     auto last = std::async(std::launch::async, [] { return post(store, sample(QStringLiteral("invoice-10.json"))); });
     ending.waitForLog("Sending receipt to USB printer");
     ASSERT_EQ(::kill(static_cast<pid_t>(ending.processId()), SIGTERM), 0);
