@@ -17,11 +17,6 @@ namespace harrowmint {
 
 /// What the centrals of one process share.
 struct BluezShared {
-    explicit BluezShared(const BluezRadio::Limits& limits)
-        : radio(limits)
-    {
-    }
-
     BluezLinkUsers users;
     BluezRadio radio;
 };
@@ -35,7 +30,7 @@ struct BluezShared {
 ///   restart.
 /// - A link that BlueZ has already is used as it is. A link is ended only when this process asked for it and none of
 ///   its centrals uses it any more.
-/// - Searching and connecting take turns with those of the other centrals (BluezRadio.h).
+/// - It begins and ends its searches in turn with the other centrals (BluezRadio.h).
 /// - Links that were being cancelled when the state left `poweredOn` are reported as disconnected after it.
 class BluezLECentral final : public LECentral, private BluezClientEvents, private BluezLELinkOwner {
 public:
@@ -65,7 +60,6 @@ public:
 private:
     void accessChanged() override;
     void objectChanged(const QString& path, const QString& interface, const QStringList& properties) override;
-    void setConnecting(bool connecting) override;
     [[nodiscard]] bool mayConnect() const override;
     void linkEnded(const QUuid& peripheral, BluezLinkEnd end) override;
 
@@ -98,8 +92,8 @@ private:
 class BluezLECentrals {
 public:
     /// `busAddress` empty: the system bus.
-    explicit BluezLECentrals(QString busAddress = {}, const BluezRadio::Limits& limits = {})
-        : m_shared(std::make_shared<BluezShared>(limits))
+    explicit BluezLECentrals(QString busAddress = {})
+        : m_shared(std::make_shared<BluezShared>())
         , m_busAddress(std::move(busAddress))
     {
     }

@@ -8,8 +8,6 @@ namespace {
 
 /// An adapter that was just switched on may refuse for a moment.
 constexpr std::chrono::milliseconds startAgain{1'000};
-/// While others use the radio: that a limit has passed is not told.
-constexpr std::chrono::milliseconds lookAgain{1'000};
 
 } // namespace
 
@@ -41,7 +39,7 @@ void BluezScan::stop()
 
 void BluezScan::radioChanged()
 {
-    if (m_phase != Phase::idle || m_waiting)
+    if (std::exchange(m_waiting, false))
         proceed();
 }
 
@@ -49,10 +47,10 @@ void BluezScan::reset()
 {
     m_wanted = false;
     m_retry.cancel();
-    setWaiting(false);
+    m_waiting = false;
     ++m_session;
     m_radio.endRequest();
-    setIdle();
+    m_phase = Phase::idle;
 }
 
 void BluezScan::adapterChanged()
@@ -70,25 +68,10 @@ void BluezScan::adapterChanged()
 /// Brings the session nearer to what is wanted, unless a request is under way.
 void BluezScan::proceed()
 {
-    setWaiting(m_wanted && !m_radio.maySearch());
-    if (m_phase == Phase::idle && mayRun())
+    if (m_phase == Phase::idle && m_wanted)
         startDiscovery();
-    else if (m_phase == Phase::running && !mayRun())
+    else if (m_phase == Phase::running && !m_wanted)
         stopDiscovery();
-}
-
-void BluezScan::setWaiting(bool waiting)
-{
-    m_waiting = waiting;
-    m_lookAgain.cancel();
-    if (waiting)
-        m_lookAgain = m_queue.after(lookAgain, [this] { proceed(); });
-}
-
-void BluezScan::setIdle()
-{
-    m_phase = Phase::idle;
-    m_radio.endSearch();
 }
 
 void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDBusMessage&))
@@ -105,8 +88,8 @@ void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDB
 /// LE only, and no services: most printers do not advertise theirs.
 void BluezScan::startDiscovery()
 {
-    if (!m_radio.beginSearch()) {
-        setWaiting(true);
+    if (!m_radio.beginRequest()) {
+        m_waiting = true;
         return;
     }
     m_phase = Phase::starting;
@@ -121,7 +104,7 @@ void BluezScan::started(const QDBusMessage& reply)
     // When another program begins a search at the same moment BlueZ does not answer, but searches.
     const bool isRefused = reply.type() != QDBusMessage::ReplyMessage && reply.errorName() != bluez::noReplyError;
     if (isRefused) {
-        setIdle();
+        m_phase = Phase::idle;
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
         m_events.stopped();
         return;
@@ -134,7 +117,7 @@ void BluezScan::started(const QDBusMessage& reply)
 void BluezScan::stopDiscovery()
 {
     if (!m_radio.beginRequest()) {
-        setWaiting(true);
+        m_waiting = true;
         return;
     }
     m_phase = Phase::stopping;
@@ -144,7 +127,7 @@ void BluezScan::stopDiscovery()
 /// Refused or not: more cannot be done.
 void BluezScan::stopped(const QDBusMessage& /*reply*/)
 {
-    setIdle();
+    m_phase = Phase::idle;
     proceed();
     m_events.stopped();
 }
