@@ -30,7 +30,7 @@ protected:
     {
         return waitFor([&] { return m_bluez.callCount(QStringLiteral("StartDiscovery")) >= count; });
     }
-    [[nodiscard]] bool hasPaused()
+    [[nodiscard]] bool asksForAnEnd()
     {
         return waitFor([&] { return m_bluez.callCount(QStringLiteral("StopDiscovery")) >= 1; });
     }
@@ -86,7 +86,7 @@ TEST_F(BluezSharedScan, TellsOfPrintersAlthoughAnotherProgramsKeptBlueZFromAnswe
     ASSERT_TRUE(waitFor([&] { return elsewhereEvents.has("discovered Printer"); }));
     EXPECT_TRUE(waitForEvent("discovered Printer"));
     m_central->stopScan();
-    EXPECT_TRUE(hasPaused());
+    EXPECT_TRUE(asksForAnEnd());
 }
 
 TEST_F(BluezSharedScan, ThatIsRefusedIsTriedOnceASecondByEachCentral)

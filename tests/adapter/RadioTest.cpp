@@ -10,7 +10,6 @@
 namespace adapter {
 
 using namespace harrowmint;
-using namespace std::chrono_literals;
 
 class BluezRadioTest : public ::testing::Test {
 protected:

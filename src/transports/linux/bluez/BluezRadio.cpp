@@ -24,9 +24,11 @@ BluezRadioUser::~BluezRadioUser()
 bool BluezRadioUser::beginRequest()
 {
     const std::lock_guard guard(m_radio.m_lock);
-    m_requesting = std::none_of(
+    const bool isTaken = std::any_of(
         m_radio.m_users.begin(), m_radio.m_users.end(), [](const BluezRadioUser* user) { return user->m_requesting; });
-    return m_requesting;
+    if (!isTaken)
+        m_requesting = true;
+    return !isTaken;
 }
 
 void BluezRadioUser::endRequest()
