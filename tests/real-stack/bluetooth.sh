@@ -104,21 +104,26 @@ stop_printer() {
 start_le_printer() { # start_le_printer [GATT]
     start_printer le --adapter hci2 --spp off --name 'Lab LE' \
         --gatt "${1:-18f0/2af1:write-without-response;ff00/ff02:write,write-without-response}"
+    tests/real-stack/advertise_again.py hci2 'Lab LE' &
+    printers[advertisement]=$!
 }
 start_serial_printer() { start_printer serial --adapter hci1 --gatt '' --advertise off --name 'Lab Serial'; }
 start_printers() {
     start_le_printer
     start_serial_printer
 }
-# bluetoothd keeps the services of a printer that it knows; another kind of printer is to take its place. A link that is
-# still being ended would outlive what bluetoothd knows.
-forget_le_printer() {
-    local path=/org/bluez/hci0/dev_${le_address//:/_}
+le_device=/org/bluez/hci0/dev_${le_address//:/_}
+# A link that is being ended looks as before for 2 s, and whoever comes next would use it.
+await_end_of_le_link() {
     for _ in $(seq 100); do
-        busctl --system get-property org.bluez "$path" org.bluez.Device1 Connected 2>/dev/null | grep -q true || break
+        busctl --system get-property org.bluez "$le_device" org.bluez.Device1 Connected 2>/dev/null | grep -q true || return
         sleep 0.1
     done
-    busctl --system --timeout 10 call org.bluez /org/bluez/hci0 org.bluez.Adapter1 RemoveDevice o "$path" 2>/dev/null || true
+    problem "the link to the LE printer is not ended"
+}
+# bluetoothd keeps the services of a printer that it knows; another kind of printer is to take its place.
+forget_le_printer() {
+    busctl --system --timeout 10 call org.bluez /org/bluez/hci0 org.bluez.Adapter1 RemoveDevice o "$le_device" 2>/dev/null || true
 }
 stop_printers() {
     local name
@@ -145,7 +150,7 @@ start_agent() { # start_agent PORT of the receipt printer
 }
 # What the guest's own system says, for whoever looks for the cause.
 show_state() {
-    busctl --system --timeout 20 call org.bluez "/org/bluez/hci0/dev_${le_address//:/_}" org.bluez.Device1 Connect
+    busctl --system --timeout 20 call org.bluez "$le_device" org.bluez.Device1 Connect
     tail -n 5 /tmp/bluetoothd.log
     dmesg | tail -n 5
 }
@@ -192,6 +197,7 @@ expect_torn() {
 }
 finish() {
     stop_agent
+    await_end_of_le_link
     stop_printers
     ! dmesg | grep -m1 -E 'kernel BUG|Oops' || problem "the guest's kernel has failed"
 }
