@@ -85,6 +85,20 @@ TEST_F(BluezLELinks, CachedServicesCountOnlyOnceTheyAreResolved)
     EXPECT_TRUE(waitForEvent("services 18F0"));
 }
 
+TEST_F(BluezLELinks, ServicesThatShowOnlyAfterTheNewsThatTheyAreResolvedAreFound)
+{
+    startWithPrinter();
+    m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("early"), true}});
+    switchOn();
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected"));
+    m_central->discoverServices(printer, {channel.service});
+    ASSERT_TRUE(waitForEvent("services 18F0"));
+    EXPECT_FALSE(m_events.has("services failed"));
+    m_central->discoverCharacteristic(printer, channel);
+    EXPECT_TRUE(waitForEvent("characteristics 18F0 2AF1 writeWithoutResponse"));
+}
+
 TEST_F(BluezLELinks, ResolvedWithoutAnyServiceMeansUnreadable)
 {
     m_bluez.add(hci0, adapterObject(true));

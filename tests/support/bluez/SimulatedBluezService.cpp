@@ -249,8 +249,10 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
         return true;
     }
     const QString error = behaviour.value(QStringLiteral("error")).toString();
-    if (member == QLatin1String("Connect"))
+    if (member == QLatin1String("Connect")) {
         m_tellsOfLinks = !behaviour.value(QStringLiteral("silent")).toBool();
+        m_resolvesEarly = behaviour.value(QStringLiteral("early")).toBool();
+    }
     if (member == QLatin1String("Connect") && behaviour.value(QStringLiteral("resolve"), true) == false) {
         linkUp(message, false);
         return true;
@@ -366,11 +368,14 @@ void SimulatedBluezService::linkUp(const QDBusMessage& message, bool resolve)
         later(resolveDelay, [this, path, resolve] {
             if (!resolve || !isConnected(path))
                 return;
+            if (m_resolvesEarly)
+                setDevice(path, QStringLiteral("ServicesResolved"), true);
             for (const QDBusObjectPath& staged : m_staged.keys()) {
                 if (staged.path().startsWith(path))
                     add(staged.path(), m_staged.take(staged));
             }
-            setDevice(path, QStringLiteral("ServicesResolved"), true);
+            if (!m_resolvesEarly)
+                setDevice(path, QStringLiteral("ServicesResolved"), true);
         });
     });
 }

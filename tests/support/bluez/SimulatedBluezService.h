@@ -45,8 +45,8 @@ public:
         const QString& path, const QString& interface, const QVariantMap& changed, const QStringList& invalidated);
     /// How a method answers: `error` and `text`, after `delay` ms, or not at all (`mute`); only `times` times. For
     /// errors also `dropsLink` and `powersOff`, a little later; for Connect also `resolve` false (ServicesResolved
-    /// never comes), `silent` (no news that the device is connected) and `idle` (success without a link); for
-    /// ConnectProfile `idle` (success without a channel).
+    /// never comes), `early` (ServicesResolved comes before the services), `silent` (no news that the device is
+    /// connected) and `idle` (success without a link); for ConnectProfile `idle` (success without a channel).
     void behave(const QString& member, const QVariantMap& behaviour);
     /// The link is lost, without a reason: sockets hang up, and `delay` ms later Connected turns false.
     void dropLink(const QString& devicePath, int delay);
@@ -120,5 +120,6 @@ private:
     QHash<QString, QByteArray> m_received;
     QHash<QString, QList<int>> m_packets;
     bool m_stalled = false;
+    bool m_resolvesEarly = false;
     bool m_tellsOfLinks = true;
 };

@@ -136,16 +136,22 @@ void BluezLELink::connectReplied(const QDBusMessage& reply)
         askWhetherUp();
 }
 
+/// Asks BlueZ for a property of the device. All that it had to tell before it answered is then known, too.
+void BluezLELink::refresh(const QString& property, const std::function<void()>& done)
+{
+    const QString path = device().value_or(BluezDevice()).path;
+    m_with.client.refresh({path, bluez::deviceInterface, property}, this, [this, done, attempt = m_attempt] {
+        if (attempt == m_attempt)
+            done();
+    });
+}
+
 /// Success may come without a link, and, when bluetoothd hears of the link's channel before it hears of the link, a
 /// link may come without the news that the device is connected.
 void BluezLELink::askWhetherUp()
 {
     ++m_pendingCalls;
-    const BluezProperty connected{
-        device().value_or(BluezDevice()).path, bluez::deviceInterface, QStringLiteral("Connected")};
-    m_with.client.refresh(connected, this, [this, attempt = m_attempt] {
-        if (attempt != m_attempt)
-            return;
+    refresh(QStringLiteral("Connected"), [this] {
         --m_pendingCalls;
         if (m_phase != Phase::connecting)
             endIfCancelled();
@@ -196,8 +202,8 @@ void BluezLELink::evaluate()
     case Phase::connected:
         if (!isUp())
             lose();
-        else if (m_wantedServices && device()->servicesResolved)
-            answerServices();
+        else if (hasResolvedServices())
+            awaitServices();
         break;
     case Phase::cancelling:
         endIfCancelled();
@@ -281,6 +287,7 @@ void BluezLELink::abandon()
     m_phase = Phase::ended;
     ++m_attempt;
     m_pendingCalls = 0;
+    m_awaitsServices = false;
 }
 
 void BluezLELink::connectAgain()
@@ -314,6 +321,25 @@ void BluezLELink::discoverServices(const std::vector<GattUuid>& services)
 {
     m_wantedServices = services;
     m_post([this] { evaluate(); });
+}
+
+/// Whether those that are wanted can be told.
+bool BluezLELink::hasResolvedServices() const
+{
+    const auto known = device();
+    return m_wantedServices && known && known->connected && known->servicesResolved;
+}
+
+/// That they are resolved may be told before they are shown.
+void BluezLELink::awaitServices()
+{
+    if (std::exchange(m_awaitsServices, true))
+        return;
+    refresh(QStringLiteral("ServicesResolved"), [this] {
+        m_awaitsServices = false;
+        if (m_phase == Phase::connected && hasResolvedServices())
+            answerServices();
+    });
 }
 
 /// Resolved without a single service: BlueZ says so, too, when it could not read them.

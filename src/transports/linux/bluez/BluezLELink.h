@@ -7,6 +7,7 @@
 #include "transports/linux/bluez/BluezRetired.h"
 
 #include <QObject>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -101,6 +102,9 @@ private:
     void stayInDoubt();
     void end(BluezLinkEnd end);
     bool leaveUsers();
+    void refresh(const QString& property, const std::function<void()>& done);
+    [[nodiscard]] bool hasResolvedServices() const;
+    void awaitServices();
     void answerServices();
     void channelLost();
 
@@ -115,6 +119,7 @@ private:
     int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
     int m_pendingCalls = 0; ///< Connect and Disconnect
     std::optional<std::vector<GattUuid>> m_wantedServices;
+    bool m_awaitsServices = false; ///< resolved, but perhaps not all known
     LEChannel m_place;
     std::unique_ptr<BluezLEChannel> m_channel;
     BluezRetired<BluezLEChannel> m_retiredChannels;
