@@ -194,7 +194,7 @@ void RecordedEvents::readyToWrite(const QUuid& /*peripheral*/)
 void CentralTest::makeCentral()
 {
     if (!m_centrals)
-        m_centrals = std::make_unique<BluezLECentrals>(m_bus.address());
+        m_centrals = std::make_unique<BluezLECentrals>(m_bus.address(), m_radioLimits);
     if (!m_central)
         m_central = m_centrals->on(m_queue)(m_events);
     else

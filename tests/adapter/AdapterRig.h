@@ -86,6 +86,7 @@ protected:
     /// Writes as the transports do: whenever it can be taken, `size` bytes at a time.
     void sendAll(const QByteArray& bytes, int size);
 
+    harrowmint::BluezRadio::Limits m_radioLimits; ///< of the centrals that are made
     RecordedEvents m_events;
     RecordedEvents m_otherEvents;
     std::unique_ptr<harrowmint::BluezLECentrals> m_centrals;

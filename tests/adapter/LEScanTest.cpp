@@ -211,6 +211,20 @@ TEST_F(BluezLEScan, IsEndedBeforeAConnectionIsMade)
     EXPECT_GE(clock.elapsed(), 400);
 }
 
+TEST_F(BluezLEScan, ThatDoesNotEndKeepsItsCentralFromConnectingForTwoSeconds)
+{
+    startWithPrinter();
+    switchOn();
+    startScan();
+    m_bluez.behave(QStringLiteral("StopDiscovery"), {{QStringLiteral("mute"), true}});
+    QElapsedTimer clock;
+    clock.start();
+    m_central->stopScan();
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected"));
+    EXPECT_GE(clock.elapsed(), 2'000);
+}
+
 TEST_F(BluezLEScan, EndsWithItsCentral)
 {
     startWithPrinter();

@@ -240,6 +240,8 @@ bool SimulatedBluezService::handleMessage(const QDBusMessage& message, const QDB
     if (!methods().contains(member))
         return false;
     m_calls.append(member + QLatin1Char(' ') + message.path());
+    if (member == QLatin1String("Connect") && !m_discovering.isEmpty())
+        m_calls.last() += QStringLiteral(" beside a search");
     if (member == QLatin1String("StartDiscovery"))
         m_latestSearcher = message.service();
     const QVariantMap behaviour = takeBehaviour(member).value_or(QVariantMap());

@@ -32,7 +32,11 @@ BluezLECentral::BluezLECentral(
     , m_shared(std::move(shared))
     , m_client(queue, std::move(busAddress), *this)
     , m_drain(queue)
-    , m_radio(m_shared->radio, queue, [this] { m_scan.radioChanged(); })
+    , m_radio(m_shared->radio, queue,
+          [this] {
+              m_scan.radioChanged();
+              evaluateLinks();
+          })
     , m_scan(queue, m_client, m_radio,
           {[this](const BluezDevice& device) { m_events.discovered(peripheralOf(device), QString()); },
               [this] { evaluateLinks(); }})
@@ -176,9 +180,17 @@ BluezLELink* BluezLECentral::link(const QUuid& peripheral) const
     return found == m_links.end() ? nullptr : found->second.get();
 }
 
+void BluezLECentral::setConnecting(bool connecting)
+{
+    if (connecting)
+        m_radio.beginConnecting();
+    else
+        m_radio.endConnecting();
+}
+
 bool BluezLECentral::mayConnect() const
 {
-    return !m_scan.isEnding();
+    return m_radio.mayConnect(m_scan.isEnding());
 }
 
 void BluezLECentral::evaluateLinks()

@@ -17,6 +17,11 @@ namespace harrowmint {
 
 /// What the centrals of one process share.
 struct BluezShared {
+    explicit BluezShared(const BluezRadio::Limits& limits)
+        : radio(limits)
+    {
+    }
+
     BluezLinkUsers users;
     BluezRadio radio;
 };
@@ -30,7 +35,7 @@ struct BluezShared {
 ///   restart.
 /// - A link that BlueZ has already is used as it is. A link is ended only when this process asked for it and none of
 ///   its centrals uses it any more.
-/// - It begins and ends its searches in turn with the other centrals (BluezRadio.h).
+/// - Searching and connecting take turns with those of the other centrals (BluezRadio.h).
 /// - Links that were being cancelled when the state left `poweredOn` are reported as disconnected after it.
 class BluezLECentral final : public LECentral, private BluezClientEvents, private BluezLELinkOwner {
 public:
@@ -60,6 +65,7 @@ public:
 private:
     void accessChanged() override;
     void objectChanged(const QString& path, const QString& interface, const QStringList& properties) override;
+    void setConnecting(bool connecting) override;
     [[nodiscard]] bool mayConnect() const override;
     void linkEnded(const QUuid& peripheral, BluezLinkEnd end) override;
 
@@ -92,8 +98,8 @@ private:
 class BluezLECentrals {
 public:
     /// `busAddress` empty: the system bus.
-    explicit BluezLECentrals(QString busAddress = {})
-        : m_shared(std::make_shared<BluezShared>())
+    explicit BluezLECentrals(QString busAddress = {}, const BluezRadio::Limits& limits = {})
+        : m_shared(std::make_shared<BluezShared>(limits))
         , m_busAddress(std::move(busAddress))
     {
     }

@@ -96,12 +96,21 @@ void BluezLELink::tryConnect()
         m_timer = m_with.queue.after(bluez::retryPause, [this] { tryConnect(); });
     else if (known->connected)
         becomeConnected();
-    else if (m_with.owner.mayConnect())
+    else if (setConnecting(true); m_with.owner.mayConnect())
         askToConnect(known->path);
+    else // it is told when that changes, except by a limit that passes
+        m_timer = m_with.queue.after(bluez::retryPause, [this] { tryConnect(); });
+}
+
+void BluezLELink::setConnecting(bool connecting)
+{
+    if (std::exchange(m_connecting, connecting) != connecting)
+        m_with.owner.setConnecting(connecting);
 }
 
 void BluezLELink::askToConnect(const QString& devicePath)
 {
+    m_timer.cancel();
     m_phase = Phase::connecting;
     m_with.users.ask(m_address);
     callDevice(devicePath, QStringLiteral("Connect"), [this](const QDBusMessage& reply) {
@@ -186,6 +195,7 @@ void BluezLELink::becomeConnected()
 {
     m_timer.cancel();
     m_phase = Phase::connected;
+    setConnecting(false);
     m_with.events.connected(m_peripheral);
 }
 
@@ -248,6 +258,7 @@ void BluezLELink::cancel()
 void BluezLELink::letGo()
 {
     m_phase = Phase::cancelling;
+    setConnecting(false);
     m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
@@ -285,6 +296,7 @@ void BluezLELink::abandon()
     m_timer.cancel();
     m_giveUp.cancel();
     m_phase = Phase::ended;
+    setConnecting(false);
     ++m_attempt;
     m_pendingCalls = 0;
     m_awaitsServices = false;

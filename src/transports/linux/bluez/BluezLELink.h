@@ -25,7 +25,9 @@ public:
     BluezLELinkOwner& operator=(const BluezLELinkOwner&) = delete;
     virtual ~BluezLELinkOwner() = default;
 
-    /// Whether BlueZ may be asked to connect now: it is much slower while a scan is being ended. When that changes, the
+    /// A link is about to be connected, or no longer. One that is destroyed meanwhile says nothing.
+    virtual void setConnecting(bool connecting) = 0;
+    /// Whether BlueZ may be asked to connect now: it is much slower beside a search or its end. When that changes, the
     /// links are evaluated.
     [[nodiscard]] virtual bool mayConnect() const = 0;
     /// The link is over and reports nothing more. The owner retires it and tells the central's user.
@@ -89,6 +91,7 @@ private:
     [[nodiscard]] bool isEnding() const;
     void tryConnect();
     void askToConnect(const QString& devicePath);
+    void setConnecting(bool connecting);
     void connectReplied(const QDBusMessage& reply);
     void askWhetherUp();
     void stayInDoubtOfConnecting();
@@ -113,6 +116,7 @@ private:
     QString m_address;
     Phase m_phase = Phase::waiting;
     bool m_joined = false;
+    bool m_connecting = false; ///< as the owner was told
     bool m_ending = false; ///< marked as ending by this one
     bool m_seenDown = false; ///< while doubtful: BlueZ says so, too
     bool m_again = false; ///< a new link was asked for before the end of the old one

@@ -8,6 +8,8 @@ namespace {
 
 /// An adapter that was just switched on may refuse for a moment.
 constexpr std::chrono::milliseconds startAgain{1'000};
+/// While others use the radio: that a limit has passed is not told.
+constexpr std::chrono::milliseconds lookAgain{1'000};
 
 } // namespace
 
@@ -39,7 +41,7 @@ void BluezScan::stop()
 
 void BluezScan::radioChanged()
 {
-    if (std::exchange(m_waiting, false))
+    if (m_phase != Phase::idle || m_waiting)
         proceed();
 }
 
@@ -47,10 +49,10 @@ void BluezScan::reset()
 {
     m_wanted = false;
     m_retry.cancel();
-    m_waiting = false;
+    setWaiting(false);
     ++m_session;
     m_radio.endRequest();
-    m_phase = Phase::idle;
+    setIdle();
 }
 
 void BluezScan::adapterChanged()
@@ -68,10 +70,25 @@ void BluezScan::adapterChanged()
 /// Brings the session nearer to what is wanted, unless a request is under way.
 void BluezScan::proceed()
 {
-    if (m_phase == Phase::idle && m_wanted)
+    setWaiting(m_wanted && !m_radio.maySearch());
+    if (m_phase == Phase::idle && mayRun())
         startDiscovery();
-    else if (m_phase == Phase::running && !m_wanted)
+    else if (m_phase == Phase::running && !mayRun())
         stopDiscovery();
+}
+
+void BluezScan::setWaiting(bool waiting)
+{
+    m_waiting = waiting;
+    m_lookAgain.cancel();
+    if (waiting)
+        m_lookAgain = m_queue.after(lookAgain, [this] { proceed(); });
+}
+
+void BluezScan::setIdle()
+{
+    m_phase = Phase::idle;
+    m_radio.endSearch();
 }
 
 void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDBusMessage&))
@@ -88,8 +105,8 @@ void BluezScan::request(const QString& member, void (BluezScan::*then)(const QDB
 /// LE only, and no services: most printers do not advertise theirs.
 void BluezScan::startDiscovery()
 {
-    if (!m_radio.beginRequest()) {
-        m_waiting = true;
+    if (!m_radio.beginSearch()) {
+        setWaiting(true);
         return;
     }
     m_phase = Phase::starting;
@@ -104,7 +121,7 @@ void BluezScan::started(const QDBusMessage& reply)
     // When another program begins a search at the same moment BlueZ does not answer, but searches.
     const bool isRefused = reply.type() != QDBusMessage::ReplyMessage && reply.errorName() != bluez::noReplyError;
     if (isRefused) {
-        m_phase = Phase::idle;
+        setIdle();
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
         m_events.stopped();
         return;
@@ -117,7 +134,7 @@ void BluezScan::started(const QDBusMessage& reply)
 void BluezScan::stopDiscovery()
 {
     if (!m_radio.beginRequest()) {
-        m_waiting = true;
+        setWaiting(true);
         return;
     }
     m_phase = Phase::stopping;
@@ -127,7 +144,7 @@ void BluezScan::stopDiscovery()
 /// Refused or not: more cannot be done.
 void BluezScan::stopped(const QDBusMessage& /*reply*/)
 {
-    m_phase = Phase::idle;
+    setIdle();
     proceed();
     m_events.stopped();
 }

@@ -23,7 +23,7 @@ public:
 
     void start();
     void stop();
-    /// It may be this scan's turn to begin or to end its session.
+    /// What others do with the radio has changed: the session ends, or another begins.
     void radioChanged();
     /// BlueZ or the adapter is gone, and every session with it.
     void reset();
@@ -32,12 +32,15 @@ public:
     /// A device's properties have changed: it may have been seen.
     void deviceChanged(const QString& path, const QStringList& properties);
     /// Whether the session is being ended; `stopped` follows.
-    [[nodiscard]] bool isEnding() const { return m_phase == Phase::stopping || (m_phase != Phase::idle && !m_wanted); }
+    [[nodiscard]] bool isEnding() const { return m_phase == Phase::stopping || (m_phase != Phase::idle && !mayRun()); }
 
 private:
     enum class Phase { idle, starting, running, stopping };
 
+    [[nodiscard]] bool mayRun() const { return m_wanted && m_radio.maySearch(); }
     void proceed();
+    void setWaiting(bool waiting);
+    void setIdle();
     void startDiscovery();
     void started(const QDBusMessage& reply);
     void stopDiscovery();
@@ -51,13 +54,14 @@ private:
     BluezRadioUser& m_radio;
     BluezScanEvents m_events;
     bool m_wanted = false;
-    bool m_waiting = false; ///< for its turn
+    bool m_waiting = false; ///< for what others do with the radio
     Phase m_phase = Phase::idle;
     quint64 m_session = 0; ///< answers to an earlier session's requests are dropped
     QString m_adapter; ///< of the running session
     QSet<QString> m_named; ///< addresses reported with a name
     QSet<QString> m_nameless; ///< addresses reported without
     Timer m_retry;
+    Timer m_lookAgain;
     Timer m_sightKnown;
 };
 
