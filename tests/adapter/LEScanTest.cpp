@@ -141,6 +141,27 @@ TEST_F(BluezLEScan, IsTriedAgainWhenTheAdapterIsNotReadyYet)
     EXPECT_TRUE(waitForEvent("discovered Printer"));
 }
 
+TEST_F(BluezLEScan, TellsOfPrintersAlthoughBlueZHasNotEndedTheOneBefore)
+{
+    startWithPrinter();
+    switchOn();
+    startScan();
+    m_bluez.behave(
+        QStringLiteral("StopDiscovery"), {{QStringLiteral("error"), QStringLiteral("org.bluez.Error.InProgress")}});
+    m_central->stopScan();
+    ASSERT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("StopDiscovery")) == 1; }));
+    letPass(30ms);
+    advertise(printerPath, -70);
+    m_central->startScan();
+    ASSERT_TRUE(waitForEvent("discovered Printer")) << "seen before";
+    m_bluez.add(newPath, deviceObject(newAddress, seen({{QStringLiteral("Alias"), QStringLiteral("New")}})));
+    EXPECT_TRUE(waitForEvent("discovered New")) << "seen now";
+    m_central->stopScan();
+    m_bluez.change(newPath, deviceInterface, {{QStringLiteral("Alias"), QStringLiteral("Newer")}});
+    letPass(50ms);
+    EXPECT_EQ(m_events.sightings.size(), 2U);
+}
+
 TEST_F(BluezLEScan, OfTwoCentralsRunSideBySide)
 {
     startWithPrinter();

@@ -51,6 +51,7 @@ void BluezScan::reset()
     m_retry.cancel();
     setWaiting(false);
     ++m_session;
+    m_mayRunStill = false;
     m_radio.endRequest();
     setIdle();
 }
@@ -120,9 +121,13 @@ void BluezScan::started(const QDBusMessage& reply)
 {
     // When another program begins a search at the same moment BlueZ does not answer, but searches.
     const bool isRefused = reply.type() != QDBusMessage::ReplyMessage && reply.errorName() != bluez::noReplyError;
+    // A request that it has left unanswered keeps BlueZ from ending its client's session, for as long as that lives:
+    // each later one is refused so, and it searches. It answers the same when the controller would not begin.
+    m_mayRunStill = isRefused && reply.errorName() == bluez::inProgressError;
     if (isRefused) {
         setIdle();
         m_retry = m_queue.after(startAgain, [this] { proceed(); });
+        sightKnown();
         m_events.stopped();
         return;
     }
@@ -166,7 +171,7 @@ void BluezScan::deviceChanged(const QString& path, const QStringList& properties
 
 void BluezScan::sight(const BluezDevice& device)
 {
-    if (!m_wanted || m_phase != Phase::running || !device.seen)
+    if (!m_wanted || (m_phase != Phase::running && !m_mayRunStill) || !device.seen)
         return;
     QSet<QString>& reported = device.name.isEmpty() ? m_nameless : m_named;
     if (m_named.contains(device.address) || reported.contains(device.address))

@@ -55,6 +55,7 @@ private:
     BluezScanEvents m_events;
     bool m_wanted = false;
     bool m_waiting = false; ///< for what others do with the radio
+    bool m_mayRunStill = false; ///< refused as running: BlueZ may not have ended an earlier session
     Phase m_phase = Phase::idle;
     quint64 m_session = 0; ///< answers to an earlier session's requests are dropped
     QString m_adapter; ///< of the running session
