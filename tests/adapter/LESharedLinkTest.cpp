@@ -87,4 +87,56 @@ TEST_F(BluezSharedLinks, ThatOneCentralCouldNotTearDownAreUsedByAnotherAfterTenS
     EXPECT_TRUE(waitFor([&] { return m_otherEvents.has("connected"); }));
 }
 
+/// Two centrals that are not connected; BlueZ does not answer the first request to connect.
+class BluezSharedAttempts : public CentralTest {
+protected:
+    void SetUp() override
+    {
+        startWithPrinter();
+        switchOn();
+        makeCentral();
+        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+        m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("mute"), true}, {QStringLiteral("times"), 1}});
+    }
+
+    /// Of which all but the first are refused.
+    [[nodiscard]] bool asks(int count)
+    {
+        return waitFor([&] { return m_bluez.callCount(QStringLiteral("Connect")) >= count; });
+    }
+};
+
+TEST_F(BluezSharedAttempts, EndWithTheLastOfTheCentralsThoughAnotherHadAsked)
+{
+    m_central->connect(printer);
+    ASSERT_TRUE(asks(1));
+    m_other->connect(printer);
+    ASSERT_TRUE(asks(3));
+    m_central->cancelConnection(printer);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 0) << "the other waits for it";
+    m_other->cancelConnection(printer);
+    ASSERT_TRUE(waitFor([&] { return m_otherEvents.has("disconnected"); }));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 1);
+    m_events.log.clear();
+    connectPrinter();
+}
+
+TEST_F(BluezSharedAttempts, OfAnotherProgramAreWaitedForAndTheirLinkIsLeftAlone)
+{
+    const BluezLECentrals elsewhere(m_bus.address());
+    RecordedEvents elsewhereEvents;
+    const auto stranger = elsewhere.on(m_queue)(elsewhereEvents);
+    ASSERT_TRUE(waitFor([&] { return stranger->state() == LECentralState::poweredOn; }));
+    stranger->connect(printer);
+    ASSERT_TRUE(asks(1));
+    m_central->connect(printer);
+    ASSERT_TRUE(asks(3));
+    m_bluez.change(printerPath, QStringLiteral("org.bluez.Device1"), {{QStringLiteral("Connected"), true}});
+    ASSERT_TRUE(waitForEvent("connected"));
+    m_central->cancelConnection(printer);
+    ASSERT_TRUE(waitForEvent("disconnected"));
+    EXPECT_EQ(m_bluez.callCount(QStringLiteral("Disconnect")), 0);
+}
+
 } // namespace adapter

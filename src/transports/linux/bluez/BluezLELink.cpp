@@ -135,9 +135,12 @@ void BluezLELink::callDevice(const QString& devicePath, const QString& member, c
 
 void BluezLELink::connectReplied(const QDBusMessage& reply)
 {
+    const bool isRefused = isError(reply) && isUnderWay(reply);
+    if (isRefused)
+        m_with.users.refused(m_address);
     if (isUp())
         becomeConnected();
-    else if (isError(reply) && isUnderWay(reply))
+    else if (isRefused)
         connectLater();
     else if (isError(reply))
         stayInDoubtOfConnecting();
@@ -257,12 +260,14 @@ void BluezLELink::cancel()
 /// The end is reported once BlueZ has ended the link, when that is up to this process, and otherwise soon.
 void BluezLELink::letGo()
 {
+    // Another of the centrals may have asked, and left before it was answered.
+    const bool isAskedFor = m_pendingCalls > 0 || m_phase == Phase::waiting || m_phase == Phase::pausing;
     m_phase = Phase::cancelling;
     setConnecting(false);
     m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
-    if (own && known && (known->connected || m_pendingCalls > 0)) {
+    if (own && known && (known->connected || isAskedFor)) {
         askToDisconnect(known->path);
         m_giveUp = m_with.queue.after(BluezLinkUsers::longestEnd, [this] { end(BluezLinkEnd::disconnected); });
     } else {

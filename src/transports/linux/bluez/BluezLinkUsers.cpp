@@ -11,8 +11,16 @@ void BluezLinkUsers::join(const QString& address)
 void BluezLinkUsers::ask(const QString& address)
 {
     const std::lock_guard guard(m_lock);
-    m_uses[address].asked = true;
+    ++m_uses[address].asked;
     m_endings.remove(address);
+}
+
+void BluezLinkUsers::refused(const QString& address)
+{
+    const std::lock_guard guard(m_lock);
+    const auto use = m_uses.find(address);
+    if (use != m_uses.end() && use->asked > 0)
+        --use->asked;
 }
 
 bool BluezLinkUsers::leave(const QString& address, TimePoint now)
@@ -21,7 +29,7 @@ bool BluezLinkUsers::leave(const QString& address, TimePoint now)
     const auto use = m_uses.find(address);
     if (use == m_uses.end() || --use->users > 0)
         return false;
-    const bool asked = use->asked;
+    const bool asked = use->asked > 0;
     m_uses.erase(use);
     if (asked)
         m_endings[address] = now + longestEnd;

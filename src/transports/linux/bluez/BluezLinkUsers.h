@@ -25,6 +25,8 @@ public:
     void join(const QString& address);
     /// This process is about to ask BlueZ for the link, which it did not find in place: an earlier one has ended.
     void ask(const QString& address);
+    /// BlueZ has refused that, for somebody's earlier request is under way; it may be one of another central.
+    void refused(const QString& address);
     /// One central less. Returns whether the link is now to be ended by the caller, and is then ending.
     [[nodiscard]] bool leave(const QString& address, TimePoint now);
     /// BlueZ is not asked to end the link after all: it is down already.
@@ -35,7 +37,7 @@ public:
 private:
     struct Use {
         int users = 0;
-        bool asked = false;
+        int asked = 0; ///< requests that were not refused
     };
 
     std::mutex m_lock;
