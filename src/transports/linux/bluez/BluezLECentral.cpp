@@ -238,33 +238,33 @@ void BluezLECentral::linkEnded(const QUuid& peripheral, BluezLinkEnd end)
 void BluezLECentral::discoverServices(const QUuid& peripheral, const std::vector<GattUuid>& services)
 {
     if (BluezLELink* const known = link(peripheral))
-        known->discoverServices(services);
+        known->services().discover(services);
 }
 
 void BluezLECentral::discoverCharacteristic(const QUuid& peripheral, const LEChannel& channel)
 {
     if (BluezLELink* const known = link(peripheral))
-        known->discoverCharacteristic(channel);
+        known->services().discoverCharacteristic(channel);
 }
 
 // Writing
 
 BluezLEChannel* BluezLECentral::channel(const QUuid& peripheral) const
 {
-    const BluezLELink* const known = link(peripheral);
-    return known == nullptr ? nullptr : known->channel();
+    BluezLELink* const known = link(peripheral);
+    return known == nullptr ? nullptr : known->services().channel();
 }
 
 void BluezLECentral::openChannel(const QUuid& peripheral, const LEChannel& channel, LEWriteType type)
 {
     if (BluezLELink* const known = link(peripheral))
-        known->openChannel(channel, type);
+        known->services().openChannel(channel, type);
 }
 
 void BluezLECentral::closeChannel(const QUuid& peripheral)
 {
     if (BluezLELink* const known = link(peripheral))
-        known->closeChannel();
+        known->services().closeChannel();
 }
 
 int BluezLECentral::maximumWriteLength(const QUuid& peripheral, LEWriteType /*type*/) const

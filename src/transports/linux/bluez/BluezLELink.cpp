@@ -2,7 +2,6 @@
 
 #include "transports/linux/bluez/BluezAddress.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace harrowmint {
@@ -32,7 +31,8 @@ BluezLELink::BluezLELink(const Surroundings& surroundings, const QUuid& peripher
     : m_with(surroundings)
     , m_peripheral(peripheral)
     , m_address(bluez::addressOf(peripheral))
-    , m_retiredChannels(surroundings.queue)
+    , m_services({surroundings.queue, surroundings.client, surroundings.drain, surroundings.events}, peripheral,
+          [this] { channelLost(); })
     , m_post(surroundings.queue)
 {
 }
@@ -148,22 +148,16 @@ void BluezLELink::connectReplied(const QDBusMessage& reply)
         askWhetherUp();
 }
 
-/// Asks BlueZ for a property of the device. All that it had to tell before it answered is then known, too.
-void BluezLELink::refresh(const QString& property, const std::function<void()>& done)
-{
-    const QString path = device().value_or(BluezDevice()).path;
-    m_with.client.refresh({path, bluez::deviceInterface, property}, this, [this, done, attempt = m_attempt] {
-        if (attempt == m_attempt)
-            done();
-    });
-}
-
 /// Success may come without a link, and, when bluetoothd hears of the link's channel before it hears of the link, a
 /// link may come without the news that the device is connected.
 void BluezLELink::askWhetherUp()
 {
     ++m_pendingCalls;
-    refresh(QStringLiteral("Connected"), [this] {
+    const BluezProperty connected{
+        device().value_or(BluezDevice()).path, bluez::deviceInterface, QStringLiteral("Connected")};
+    m_with.client.refresh(connected, this, [this, attempt = m_attempt] {
+        if (attempt != m_attempt)
+            return;
         --m_pendingCalls;
         if (m_phase != Phase::connecting)
             endIfCancelled();
@@ -198,6 +192,7 @@ void BluezLELink::becomeConnected()
 {
     m_timer.cancel();
     m_phase = Phase::connected;
+    m_services.begin();
     setConnecting(false);
     m_with.events.connected(m_peripheral);
 }
@@ -215,8 +210,8 @@ void BluezLELink::evaluate()
     case Phase::connected:
         if (!isUp())
             lose();
-        else if (hasResolvedServices())
-            awaitServices();
+        else
+            m_services.evaluate();
         break;
     case Phase::cancelling:
         endIfCancelled();
@@ -233,7 +228,7 @@ void BluezLELink::evaluate()
 
 void BluezLELink::lose()
 {
-    closeChannel();
+    m_services.end();
     m_phase = Phase::doubtful;
     stayInDoubt();
 }
@@ -251,7 +246,7 @@ void BluezLELink::cancel()
         m_again = false;
         return;
     }
-    closeChannel();
+    m_services.end();
     m_timer.cancel();
     m_again = false;
     letGo();
@@ -264,7 +259,6 @@ void BluezLELink::letGo()
     const bool isAskedFor = m_pendingCalls > 0 || m_phase == Phase::waiting || m_phase == Phase::pausing;
     m_phase = Phase::cancelling;
     setConnecting(false);
-    m_wantedServices.reset();
     const auto known = device();
     const bool own = leaveUsers();
     if (own && known && (known->connected || isAskedFor)) {
@@ -297,14 +291,13 @@ void BluezLELink::abandon()
     if (leaveUsers())
         m_with.users.notEnding(m_address);
     m_ending = false;
-    closeChannel();
+    m_services.end();
     m_timer.cancel();
     m_giveUp.cancel();
     m_phase = Phase::ended;
     setConnecting(false);
     ++m_attempt;
     m_pendingCalls = 0;
-    m_awaitsServices = false;
 }
 
 void BluezLELink::connectAgain()
@@ -332,91 +325,6 @@ bool BluezLELink::leaveUsers()
         return false;
     m_ending = m_with.users.leave(m_address, m_with.queue.now());
     return m_ending;
-}
-
-void BluezLELink::discoverServices(const std::vector<GattUuid>& services)
-{
-    m_wantedServices = services;
-    m_post([this] { evaluate(); });
-}
-
-/// Whether those that are wanted can be told.
-bool BluezLELink::hasResolvedServices() const
-{
-    const auto known = device();
-    return m_wantedServices && known && known->connected && known->servicesResolved;
-}
-
-/// That they are resolved may be told before they are shown.
-void BluezLELink::awaitServices()
-{
-    if (std::exchange(m_awaitsServices, true))
-        return;
-    refresh(QStringLiteral("ServicesResolved"), [this] {
-        m_awaitsServices = false;
-        if (m_phase == Phase::connected && hasResolvedServices())
-            answerServices();
-    });
-}
-
-/// Resolved without a single service: BlueZ says so, too, when it could not read them.
-void BluezLELink::answerServices()
-{
-    const QString path = device()->path;
-    const auto wanted = std::exchange(m_wantedServices, std::nullopt);
-    std::vector<GattUuid> found;
-    for (const GattUuid number : *wanted) {
-        if (!m_with.client.objects().service(path, number).isEmpty())
-            found.push_back(number);
-    }
-    const bool failed = !m_with.client.objects().hasServices(path);
-    m_with.events.servicesDiscovered(m_peripheral, failed, found);
-}
-
-void BluezLELink::discoverCharacteristic(const LEChannel& channel)
-{
-    m_post([this, channel] {
-        if (m_phase != Phase::connected || !isUp())
-            return;
-        const BluezObjects& objects = m_with.client.objects();
-        const QString service = objects.service(device()->path, channel.service);
-        std::vector<LECharacteristic> found;
-        if (const auto known = objects.characteristic(service, channel.characteristic)) {
-            found.push_back({channel.characteristic, known->flags.contains(QStringLiteral("write")),
-                known->flags.contains(QStringLiteral("write-without-response"))});
-        }
-        m_with.events.characteristicsDiscovered(m_peripheral, channel.service, service.isEmpty(), found);
-    });
-}
-
-void BluezLELink::openChannel(const LEChannel& channel, LEWriteType type)
-{
-    closeChannel();
-    const auto known = device();
-    const BluezObjects& objects = m_with.client.objects();
-    const auto characteristic = known
-        ? objects.characteristic(objects.service(known->path, channel.service), channel.characteristic)
-        : std::nullopt;
-    if (!characteristic) {
-        m_post([this] { channelLost(); });
-        return;
-    }
-    m_place = channel;
-    BluezLEChannelEvents events;
-    events.opened = [this] { m_with.events.channelOpened(m_peripheral, m_place); };
-    events.ready = [this] { m_with.events.readyToWrite(m_peripheral); };
-    events.written = [this](bool failed) { m_with.events.valueWritten(m_peripheral, m_place, failed); };
-    events.lost = [this] { channelLost(); };
-    m_channel = std::make_unique<BluezLEChannel>(
-        m_with.queue, m_with.client, m_with.drain, characteristic->path, type, std::move(events));
-}
-
-void BluezLELink::closeChannel()
-{
-    if (!m_channel)
-        return;
-    m_channel->close();
-    m_retiredChannels.take(std::move(m_channel));
 }
 
 void BluezLELink::channelLost()

@@ -2,15 +2,11 @@
 
 #include "transports/bluetooth/LECentral.h"
 #include "transports/linux/bluez/BluezClient.h"
-#include "transports/linux/bluez/BluezLEChannel.h"
+#include "transports/linux/bluez/BluezLEServices.h"
 #include "transports/linux/bluez/BluezLinkUsers.h"
-#include "transports/linux/bluez/BluezRetired.h"
 
 #include <QObject>
-#include <functional>
-#include <memory>
 #include <optional>
-#include <vector>
 
 namespace harrowmint {
 
@@ -68,12 +64,8 @@ public:
     /// Whether the link is being let go of and its end not yet reported.
     [[nodiscard]] bool isCancelling() const { return m_phase == Phase::cancelling; }
 
-    void discoverServices(const std::vector<GattUuid>& services);
-    void discoverCharacteristic(const LEChannel& channel);
-    void openChannel(const LEChannel& channel, LEWriteType type);
-    void closeChannel();
-    /// The open channel; none: nothing can be written.
-    [[nodiscard]] BluezLEChannel* channel() const { return m_channel.get(); }
+    /// What the peripheral offers, while the link stands.
+    [[nodiscard]] BluezLEServices& services() { return m_services; }
 
 private:
     enum class Phase {
@@ -105,10 +97,6 @@ private:
     void stayInDoubt();
     void end(BluezLinkEnd end);
     bool leaveUsers();
-    void refresh(const QString& property, const std::function<void()>& done);
-    [[nodiscard]] bool hasResolvedServices() const;
-    void awaitServices();
-    void answerServices();
     void channelLost();
 
     Surroundings m_with;
@@ -122,11 +110,7 @@ private:
     bool m_again = false; ///< a new link was asked for before the end of the old one
     int m_attempt = 0; ///< answers to an earlier attempt's calls are dropped
     int m_pendingCalls = 0; ///< Connect and Disconnect
-    std::optional<std::vector<GattUuid>> m_wantedServices;
-    bool m_awaitsServices = false; ///< resolved, but perhaps not all known
-    LEChannel m_place;
-    std::unique_ptr<BluezLEChannel> m_channel;
-    BluezRetired<BluezLEChannel> m_retiredChannels;
+    BluezLEServices m_services;
     Timer m_timer;
     Timer m_giveUp;
     QueuePost m_post;
