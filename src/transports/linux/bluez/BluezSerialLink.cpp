@@ -14,8 +14,9 @@ constexpr int packetBytes = 1024;
 /// Stands for the channel that BlueZ finds by itself.
 constexpr int someChannel = 1;
 /// Attempts while BlueZ says that the profile is connected but passes no channel: the end of an earlier connection
-/// lingers for a moment.
-constexpr int mostAttempts = 30;
+/// lingers for a moment, of the receipt before for a few milliseconds. 3 s in all.
+constexpr int mostAttempts = 33;
+constexpr std::chrono::milliseconds firstPause{10};
 
 /// How BlueZ says that there is no such service, or nobody to ask for it.
 const QStringList noServiceTexts{QStringLiteral("br-connection-profile-unavailable"),
@@ -25,6 +26,12 @@ const QStringList unavailableErrors{
     bluez::inProgressError, bluez::notReadyError, bluez::accessDeniedError, bluez::notPermittedError};
 const QStringList unavailableTexts{QStringLiteral("br-connection-busy"),
     QStringLiteral("br-connection-adapter-not-powered"), bluez::alreadyInProgressText};
+
+std::chrono::milliseconds pauseAfter(int attempts)
+{
+    constexpr int mostDoublings = 4;
+    return std::min(firstPause * (1 << std::min(attempts - 1, mostDoublings)), bluez::retryPause);
+}
 
 SerialOpenResult resultOf(const QDBusMessage& error)
 {
@@ -151,7 +158,7 @@ void BluezSerialLink::connectReplied(const QDBusMessage& reply)
         m_phase = Phase::open;
         endOpening(SerialOpenResult::opened);
     } else if (connected && m_attempts < mostAttempts) {
-        m_timer = m_with.queue.after(bluez::retryPause, [this] { connectProfile(); });
+        m_timer = m_with.queue.after(pauseAfter(m_attempts), [this] { connectProfile(); });
     } else if (connected) {
         endOpening(SerialOpenResult::unavailable);
     } else {
