@@ -111,6 +111,20 @@ TEST_F(BluezLELinks, ResolvedWithoutAnyServiceMeansUnreadable)
     EXPECT_TRUE(waitForEvent("services failed"));
 }
 
+TEST_F(BluezLELinks, ResolvedWithoutAnyServiceMeansThatASerialPrinterHasNoneForLE)
+{
+    m_bluez.add(hci0, adapterObject(true));
+    m_bluez.add(printerPath,
+        deviceObject(printerAddress, {{QStringLiteral("UUIDs"), QStringList{bluez::serialPortUuid.toUpper()}}}));
+    m_bluez.start();
+    switchOn();
+    m_central->connect(printer);
+    ASSERT_TRUE(waitForEvent("connected"));
+    m_central->discoverServices(printer, {channel.service});
+    EXPECT_TRUE(waitForEvent("services"));
+    EXPECT_FALSE(m_events.has("services failed"));
+}
+
 TEST_F(BluezLELinks, AnUnknownDeviceCannotBeConnected)
 {
     startWithPrinter();

@@ -53,6 +53,18 @@ TEST_F(BluezLESentences, NoneWhenAllIsWellAndTheBytesAreUnaltered)
     EXPECT_EQ(m_bluez.callCount(QStringLiteral("Connect")), 1) << "the printer stays connected";
 }
 
+TEST_F(BluezLESentences, PairAPrinterThatBlueZConnectsTheClassicWay)
+{
+    m_bluez.add(hci0, adapterObject(true));
+    m_bluez.add(printerPath,
+        deviceObject(printerAddress, {{QStringLiteral("UUIDs"), QStringList{harrowmint::bluez::serialPortUuid}}}));
+    m_bluez.start();
+    EXPECT_EQ(sentence(printReceipt(receipt)),
+        QStringLiteral("This device has no supported ESC/POS Bluetooth LE channel. Pair serial printers in macOS "
+                       "Bluetooth settings and choose their paired entry.")
+            + nothingSent);
+}
+
 TEST_F(BluezLESentences, NoneBeforeBlueZHasReadTheLastPacket)
 {
     startWithPrinter();

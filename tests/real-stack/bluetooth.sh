@@ -5,15 +5,18 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 
 probe=$PWD/build/dev/bin/print_probe
+computer_address=00:AA:01:00:00:00
 le_address=00:AA:01:02:00:02
 serial_address=00:AA:01:01:00:01
+le_device=/org/bluez/hci0/dev_${le_address//:/_}
+serial_device=/org/bluez/hci0/dev_${serial_address//:/_}
 le_port=ble:00000000-0000-0000-0000-${le_address//:/}
 serial_port=spp:${serial_address//:/}
 jobs=/tmp/jobs # the requests, and in NAME.bin the stream that each is to become
 mkdir -p $jobs
 size_of() { stat -c %s "$1"; }
 
-cases=(list receipt_serial serial_lost receipt_le receipt_le_forgotten label_le turns receipt_le_confirmed
+cases=(list receipt_serial serial_lost receipt_le receipt_le_forgotten label_le turns receipt_le_confirmed both_kinds
     le_out_of_range computer_off bluetoothd_restarted bluetoothd_absent)
 # By name only: le_lost serial_out_of_range. On Debian 12's kernel (6.1) the virtual controllers' L2CAP may fail while a
 # lost link is torn down, and takes bluetoothd with it. The simulated BlueZ of tests/e2e covers these.
@@ -114,7 +117,6 @@ start_printers() {
     start_le_printer
     start_serial_printer
 }
-le_device=/org/bluez/hci0/dev_${le_address//:/_}
 # A link that is being ended looks as before for 2 s, and whoever comes next would use it.
 await_end_of_le_link() {
     for _ in $(seq 100); do
@@ -132,7 +134,7 @@ stop_printers() {
     for name in "${!printers[@]}"; do stop_printer "$name"; done
 }
 is_paired() {
-    busctl --system get-property org.bluez "/org/bluez/hci0/dev_${serial_address//:/_}" org.bluez.Device1 Paired 2>/dev/null |
+    busctl --system get-property org.bluez "$serial_device" org.bluez.Device1 Paired 2>/dev/null |
         grep -q true
 }
 pair() { # as a person does in the system's settings
@@ -142,6 +144,12 @@ pair() { # as a person does in the system's settings
     done
     echo "The serial printer cannot be paired: $(cat /tmp/pair.log)"
     exit 1
+}
+
+unpair() { # on both sides
+    busctl --system --timeout 10 call org.bluez /org/bluez/hci0 org.bluez.Adapter1 RemoveDevice o "$serial_device"
+    busctl --system --timeout 10 call org.bluez /org/bluez/hci1 org.bluez.Adapter1 RemoveDevice o \
+        "/org/bluez/hci1/dev_${computer_address//:/_}"
 }
 
 # --- jobs
@@ -283,6 +291,17 @@ case_serial_out_of_range() {
     expect_refused serial receipt 20 "Cannot connect this Bluetooth receipt printer. Check power and other connected apps.$no_receipt"
     set_powered hci1 true
     expect_prints serial short
+    finish
+}
+case_both_kinds() { # a printer that has both at one address, not paired, and then paired
+    unpair
+    start_printer both --adapter hci1 --name 'Lab Both' --gatt 18f0/2af1:write-without-response
+    start_agent "ble:00000000-0000-0000-0000-${serial_address//:/}"
+    expect_refused both receipt 20 "This device has no supported ESC/POS Bluetooth LE channel. Pair serial printers in macOS Bluetooth settings and choose their paired entry.$no_receipt"
+    stop_agent
+    pair
+    start_agent "$serial_port"
+    expect_prints both short
     finish
 }
 case_le_out_of_range() {

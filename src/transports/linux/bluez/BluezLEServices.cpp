@@ -1,6 +1,7 @@
 #include "transports/linux/bluez/BluezLEServices.h"
 
 #include "transports/linux/bluez/BluezAddress.h"
+#include "transports/linux/bluez/BluezNames.h"
 
 #include <utility>
 
@@ -73,17 +74,20 @@ void BluezLEServices::awaitAll()
     });
 }
 
-/// Resolved without a single service: BlueZ says so, too, when it could not read them.
+/// Resolved without a single service: BlueZ says so, too, when it could not read them. But it connects a printer that
+/// has both kinds of Bluetooth the classic way, unless it advertises that it has not; then its LE services cannot be
+/// had.
 void BluezLEServices::answer()
 {
-    const QString path = connectedDevice()->path;
+    const BluezDevice device = *connectedDevice();
     const auto wanted = std::exchange(m_wanted, std::nullopt);
     std::vector<GattUuid> found;
     for (const GattUuid number : *wanted) {
-        if (!m_with.client.objects().service(path, number).isEmpty())
+        if (!m_with.client.objects().service(device.path, number).isEmpty())
             found.push_back(number);
     }
-    const bool failed = !m_with.client.objects().hasServices(path);
+    const bool isSerial = device.uuids.contains(bluez::serialPortUuid, Qt::CaseInsensitive);
+    const bool failed = !isSerial && !m_with.client.objects().hasServices(device.path);
     m_with.events.servicesDiscovered(m_peripheral, failed, found);
 }
 
