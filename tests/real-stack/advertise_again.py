@@ -50,11 +50,15 @@ def show():
 
 
 def hide():
-    manager('UnregisterAdvertisement', (PATH,), later)
+    try:
+        manager('UnregisterAdvertisement', (PATH,), later)
+    except dbus.DBusException:
+        later()
 
 
-def later(_error=None):
-    GLib.timeout_add(HIDDEN, show)
+def later(error=None):
+    already_shown = error is not None and error.get_dbus_name() == 'org.bluez.Error.AlreadyExists'
+    GLib.timeout_add(HIDDEN, hide if already_shown else show)
 
 
 def manager(method, arguments, then):

@@ -74,9 +74,9 @@ void BluezLEServices::awaitAll()
     });
 }
 
-/// Resolved without a single service: BlueZ says so, too, when it could not read them. But it connects a printer that
-/// has both kinds of Bluetooth the classic way, unless it advertises that it has not; then its LE services cannot be
-/// had.
+/// Resolved without a single service: BlueZ says so, too, when it could not read them. But it mostly connects a printer
+/// that has both kinds of Bluetooth the classic way, on which its LE services cannot be had; which way it took, BlueZ
+/// does not tell. Then it is the serial port that prints.
 void BluezLEServices::answer()
 {
     const BluezDevice device = *connectedDevice();
