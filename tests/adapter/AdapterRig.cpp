@@ -220,6 +220,13 @@ void CentralTest::switchOn()
     ASSERT_TRUE(waitForState(LECentralState::poweredOn));
 }
 
+void CentralTest::switchOnBoth()
+{
+    switchOn();
+    makeCentral();
+    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+}
+
 void CentralTest::connectPrinter()
 {
     m_central->connect(printer);

@@ -80,6 +80,8 @@ protected:
     [[nodiscard]] bool waitForState(harrowmint::LECentralState state);
     /// Makes the central, and waits until it is on.
     void switchOn();
+    /// The same with two centrals.
+    void switchOnBoth();
     /// As far as a discovered characteristic.
     void connectPrinter();
     void openChannel(harrowmint::LEWriteType type);

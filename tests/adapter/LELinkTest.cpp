@@ -10,7 +10,19 @@ using namespace std::chrono_literals;
 
 const QString deviceInterface = QStringLiteral("org.bluez.Device1");
 
-class BluezLELinks : public CentralTest { };
+class BluezLELinks : public CentralTest {
+protected:
+    void askPrinterWithoutServices(const QVariantMap& properties)
+    {
+        m_bluez.add(hci0, adapterObject(true));
+        m_bluez.add(printerPath, deviceObject(printerAddress, properties));
+        m_bluez.start();
+        switchOn();
+        m_central->connect(printer);
+        ASSERT_TRUE(waitForEvent("connected"));
+        m_central->discoverServices(printer, {channel.service});
+    }
+};
 
 TEST_F(BluezLELinks, IdentifiersCarryTheAddress)
 {
@@ -101,26 +113,13 @@ TEST_F(BluezLELinks, ServicesThatShowOnlyAfterTheNewsThatTheyAreResolvedAreFound
 
 TEST_F(BluezLELinks, ResolvedWithoutAnyServiceMeansUnreadable)
 {
-    m_bluez.add(hci0, adapterObject(true));
-    m_bluez.add(printerPath, deviceObject(printerAddress));
-    m_bluez.start();
-    switchOn();
-    m_central->connect(printer);
-    ASSERT_TRUE(waitForEvent("connected"));
-    m_central->discoverServices(printer, {channel.service});
+    askPrinterWithoutServices({});
     EXPECT_TRUE(waitForEvent("services failed"));
 }
 
 TEST_F(BluezLELinks, ResolvedWithoutAnyServiceMeansThatASerialPrinterHasNoneForLE)
 {
-    m_bluez.add(hci0, adapterObject(true));
-    m_bluez.add(printerPath,
-        deviceObject(printerAddress, {{QStringLiteral("UUIDs"), QStringList{bluez::serialPortUuid.toUpper()}}}));
-    m_bluez.start();
-    switchOn();
-    m_central->connect(printer);
-    ASSERT_TRUE(waitForEvent("connected"));
-    m_central->discoverServices(printer, {channel.service});
+    askPrinterWithoutServices({{QStringLiteral("UUIDs"), QStringList{bluez::serialPortUuid.toUpper()}}});
     EXPECT_TRUE(waitForEvent("services"));
     EXPECT_FALSE(m_events.has("services failed"));
 }

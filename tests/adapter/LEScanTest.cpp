@@ -165,9 +165,7 @@ TEST_F(BluezLEScan, TellsOfPrintersAlthoughBlueZHasNotEndedTheOneBefore)
 TEST_F(BluezLEScan, OfTwoCentralsRunSideBySide)
 {
     startWithPrinter();
-    switchOn();
-    makeCentral();
-    ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+    switchOnBoth();
     startScan();
     m_other->startScan();
     ASSERT_TRUE(waitFor([&] { return m_bluez.callCount(QStringLiteral("StartDiscovery")) == 2; }));

@@ -12,9 +12,7 @@ protected:
     void SetUp() override
     {
         startWithPrinter();
-        switchOn();
-        makeCentral();
-        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+        switchOnBoth();
         connectPrinter();
     }
 
@@ -93,9 +91,7 @@ protected:
     void SetUp() override
     {
         startWithPrinter();
-        switchOn();
-        makeCentral();
-        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+        switchOnBoth();
         m_bluez.behave(QStringLiteral("Connect"), {{QStringLiteral("mute"), true}, {QStringLiteral("times"), 1}});
     }
 

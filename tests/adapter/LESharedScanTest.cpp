@@ -19,9 +19,7 @@ protected:
     {
         m_radioLimits.pause = m_longestPause;
         startWithPrinter();
-        switchOn();
-        makeCentral();
-        ASSERT_TRUE(waitFor([&] { return m_other->state() == LECentralState::poweredOn; }));
+        switchOnBoth();
     }
 
     void search()
